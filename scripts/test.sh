@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test: the release build, the core and its
+# tests under AddressSanitizer and UndefinedBehaviorSanitizer, and a short fuzzing run.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/setup.sh
+
+export TAVEXON_SHARED=${TAVEXON_SHARED:-$(cd .. && pwd)/shared}
+status=0
+
+echo "== release build and tests"
+bash scripts/build.sh release
+ctest --test-dir build/release --output-on-failure -j "$(nproc)" || status=1
+
+echo "== sanitizer build and tests"
+bash scripts/build.sh asan
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build/asan --output-on-failure -j "$(nproc)" || status=1
+
+echo "== fuzzing"
+bash scripts/build.sh fuzz
+bash scripts/fuzz.sh "${FUZZ_SECONDS:-60}" || status=1
+
+exit $status
