@@ -75,6 +75,10 @@ struct MakerNoteRegistry {
                    MakerNoteHandler** handler);
   // Makes an empty handler of a family (and its context); 1 or 0 with 769.
   int (*create)(uint32_t family, MakerNoteHandler** handler);
+  // Rebuilds the open note from its tables into tag 37500 (ExifRebuildMakerNote). The writer
+  // calls it when a commit applied edits to a MakerNote table; it lives above the engine, so the
+  // makernote library installs it here. Left nullptr, such edits are applied to the tables only.
+  int (*rebuild)(ExifDocument* document) = nullptr;
 };
 void ExifInstallMakerNotes(const MakerNoteRegistry* registry);
 const MakerNoteRegistry* ExifMakerNoteRegistry();

@@ -1,0 +1,16 @@
+// Typed value text to value arrays: what the tag edit dialog and CSV import accept.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+// Parses `length` bytes of `text` as values of `type`, lines split by `separator` ("\r\n" in
+// the edit dialog). `values` receives the host-order array (ASCII with its terminator).
+// Returns the element count, -1 for invalid input, -2 for no memory.
+int ParseTypedValues(uint32_t type, const char* text, uint32_t length, std::string_view separator,
+                     std::vector<uint8_t>* values);
+
+// The looser parser of one rational ("1/250", "-0.7", "0x10/0x3", "1,000"): rational[0] the
+// numerator, rational[1] the denominator (never 0). Always succeeds; returns 1.
+int ParseRationalText(const char* text, int32_t rational[2]);
