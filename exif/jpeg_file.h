@@ -35,3 +35,14 @@ std::string FileTemporaryPath(const std::string& destination);
 // aside, the temporary renamed in, and the old one removed; on failure the old destination is
 // restored and the temporary deleted. 1 or 0 with 1025.
 int FileReplaceDestination(const std::string& temporary, const std::string& destination);
+
+// Faults a test can inject into the rewrite, to prove that the destination survives each one:
+// the temporary file cannot be created, a write fails, every rename fails, the copy that stands
+// in for a failed rename fails. 0 (the default) injects nothing.
+enum FileFault : uint32_t {
+  FaultTemporaryOpen = 1,
+  FaultWrite = 2,
+  FaultRename = 4,
+  FaultCopy = 8,
+};
+void FileInjectFaults(uint32_t faults);
