@@ -28,3 +28,7 @@ int SettingsGetInt(const char* section, const char* key, int defaultValue);
 int SettingsPutString(const char* section, const char* key, const char* value);
 // Writes "%u", so a negative number is stored as its unsigned form.
 int SettingsPutUInt(const char* section, const char* key, uint32_t value);
+
+// A settings number from its text as the reader takes it: blanks, an optional sign, then the
+// leading decimal digits; no digits give 0. Digits beyond the range of 32 bits wrap.
+int SettingsParseInt(const std::string& text);

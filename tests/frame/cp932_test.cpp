@@ -1,0 +1,114 @@
+// CP932 conversion: the whole table both ways, and the characters that trip naive code.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "frame/cp932.h"
+
+namespace {
+
+std::string Bytes(std::initializer_list<int> bytes) {
+  std::string out;
+  for (int b : bytes) out += static_cast<char>(b);
+  return out;
+}
+
+// Every defined code: single bytes and pairs, found by asking the decoder.
+std::vector<uint16_t> AllCodes() {
+  std::vector<uint16_t> codes;
+  for (uint32_t code = 1; code <= 0xFFFF; ++code)
+    if (Cp932ToUnicode(static_cast<uint16_t>(code)) != 0) codes.push_back(static_cast<uint16_t>(code));
+  return codes;
+}
+
+bool IsNecSelectedIbm(uint16_t code) { return code >= 0xED40 && code <= 0xEEFC; }
+
+}  // namespace
+
+TEST(Cp932Table, SingleBytesAreAsciiAndHalfWidthKatakana) {
+  for (uint32_t b = 1; b < 0x80; ++b) EXPECT_EQ(Cp932ToUnicode(static_cast<uint16_t>(b)), b);
+  for (uint32_t b = 0xA1; b <= 0xDF; ++b) EXPECT_EQ(Cp932ToUnicode(static_cast<uint16_t>(b)), 0xFF61 + (b - 0xA1));
+  EXPECT_EQ(Cp932ToUnicode(0x80), 0u);
+  EXPECT_EQ(Cp932ToUnicode(0xA0), 0u);
+  EXPECT_EQ(Cp932ToUnicode(0xFD), 0u);
+}
+
+TEST(Cp932Table, EveryCodeRoundTripsOrEncodesToTheWindowsChoice) {
+  const std::vector<uint16_t> codes = AllCodes();
+  // The full table: JIS X 0208, NEC row 13, the NEC-selected and IBM extensions, the
+  // user-defined area.
+  EXPECT_EQ(codes.size(), 9794u);  // 9795 with code 0
+  size_t duplicates = 0;
+  for (uint16_t code : codes) {
+    const uint32_t cp = Cp932ToUnicode(code);
+    const uint16_t back = Cp932FromUnicode(cp);
+    if (back == code) continue;
+    ++duplicates;
+    // The code written back decodes to the same character and is the preferred form.
+    EXPECT_EQ(Cp932ToUnicode(back), cp) << std::hex << code;
+    EXPECT_FALSE(IsNecSelectedIbm(back)) << std::hex << code;
+    const bool betterForm = IsNecSelectedIbm(code) || (code >> 8) == 0x87 || (code >> 8) >= 0xFA;
+    EXPECT_TRUE(betterForm) << std::hex << code << " encoded as " << back;
+  }
+  EXPECT_EQ(duplicates, 9795u - 9397u);
+}
+
+TEST(Cp932Table, KnownDuplicatesTakeTheWindowsCode) {
+  EXPECT_EQ(Cp932FromUnicode(0xFFE2), 0x81CA);  // NOT SIGN: JIS X 0208 over both extensions
+  EXPECT_EQ(Cp932FromUnicode(0x2235), 0x81E6);  // BECAUSE
+  EXPECT_EQ(Cp932FromUnicode(0x2252), 0x81E0);  // APPROXIMATELY EQUAL: JIS over NEC row 13
+  EXPECT_EQ(Cp932FromUnicode(0x2160), 0x8754);  // ROMAN NUMERAL ONE: NEC row 13 over IBM
+  EXPECT_EQ(Cp932FromUnicode(0x2170), 0xFA40);  // SMALL ROMAN NUMERAL ONE: IBM over NEC-selected
+  EXPECT_EQ(Cp932FromUnicode(0x7E8A), 0xFA5C);  // a kanji of the IBM extension
+}
+
+TEST(Cp932Text, KnownCharacters) {
+  EXPECT_EQ(Cp932FromUtf8("①"), Bytes({0x87, 0x40}));
+  EXPECT_EQ(Cp932FromUtf8("ｱ"), Bytes({0xB1}));
+  EXPECT_EQ(Cp932FromUtf8("表"), Bytes({0x95, 0x5C}));
+  EXPECT_EQ(Cp932FromUtf8("～"), Bytes({0x81, 0x60}));  // FULLWIDTH TILDE, the Windows form
+  EXPECT_EQ(Utf8FromCp932(Bytes({0x81, 0x60})), "～");
+  EXPECT_EQ(Utf8FromCp932(Bytes({0x95, 0x5C, 0x5C})), "表\\");
+  EXPECT_EQ(Utf8FromCp932(Bytes({0xF0, 0x40})), "\xEE\x80\x80");  // user-defined area, U+E000
+}
+
+TEST(Cp932Text, UnmappedAndBrokenInput) {
+  bool ok = true;
+  EXPECT_EQ(Cp932FromUtf8("a€b", &ok), "a?b");  // EURO SIGN has no CP932 code
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(Cp932FromUtf8("a\xFF" "b", &ok), "a?b");
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(Cp932FromUtf8("\xE8\xA1", &ok), "??");  // a cut sequence
+  EXPECT_EQ(Cp932FromUtf8("plain", &ok), "plain");
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(Cp932FromUtf8(std::string("a\0b", 3)), std::string("a\0b", 3));
+
+  EXPECT_EQ(Utf8FromCp932(Bytes({'a', 0x95})), "a\xEF\xBF\xBD");        // cut pair
+  EXPECT_EQ(Utf8FromCp932(Bytes({0x95, '\n'})), "\xEF\xBF\xBD\n");      // no trail: line end kept
+  EXPECT_EQ(Utf8FromCp932(Bytes({0x85, 0x40})), "\xEF\xBF\xBD");        // an undefined pair
+  EXPECT_EQ(Utf8FromCp932(Bytes({0x80})), "\xEF\xBF\xBD");
+}
+
+TEST(Cp932Text, LiteralConvertedOnceOnAnyThread) {
+  static const char kLiteral[] = "完了！";
+  const char* first = Cp932Text(kLiteral);
+  EXPECT_EQ(std::string(first), Cp932FromUtf8(kLiteral));
+  std::vector<const char*> seen(4);
+  std::vector<std::thread> threads;
+  for (size_t i = 0; i < seen.size(); ++i) threads.emplace_back([&seen, i] { seen[i] = Cp932Text(kLiteral); });
+  for (auto& t : threads) t.join();
+  for (const char* p : seen) EXPECT_EQ(p, first);
+  EXPECT_EQ(Cp932Text(nullptr), nullptr);
+}
+
+TEST(Cp932Text, LeadBytes) {
+  std::set<int> leads;
+  for (int b = 0; b < 256; ++b)
+    if (Cp932IsLeadByte(static_cast<uint8_t>(b))) leads.insert(b);
+  EXPECT_EQ(leads.size(), 31u + 29u);
+  EXPECT_TRUE(leads.count(0x81) && leads.count(0x9F) && leads.count(0xE0) && leads.count(0xFC));
+  EXPECT_FALSE(leads.count(0xA1) || leads.count(0x80) || leads.count(0xFD));
+}

@@ -1,0 +1,157 @@
+// The settings store against ini files in the Windows profile form.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "frame/settings.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+std::string ReadText(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+void WriteText(const std::filesystem::path& file, const std::string& text) {
+  std::ofstream(file, std::ios::binary) << text;
+}
+
+// Each test gets its own settings file in a scratch folder.
+class SettingsStore : public ::testing::Test {
+ protected:
+  void SetUp() override { SettingsSetFilePath(Ini().string()); }
+  std::filesystem::path Ini() const { return scratch_ / "tvx1App.ini"; }
+  void Put(const std::string& text) { WriteText(Ini(), text); }
+  std::string Get(const char* section, const char* key, const char* def = "<none>") {
+    return SettingsGetText(section, key, def);
+  }
+
+  testsupport::ScratchDir scratch_;
+};
+
+}  // namespace
+
+TEST_F(SettingsStore, ReadsTheWindowsForm) {
+  Put("; written by hand\r\n"
+      "\r\n"
+      "[OPTION]\r\n"
+      "FIRSTVIEW=4\r\n"
+      "  SoftName  =  Tavexon 0.9  \r\n"
+      "; FIRSTVIEW=9\r\n"
+      "FIRSTVIEW=2\r\n"
+      "EXTEND=\"quoted text\"\r\n"
+      "EMPTY=\r\n"
+      "[file]\n"
+      "JPGLASTPATH=/photos/roll 12\n"
+      "[ OPTION ]\r\n"
+      "DEBUGTIME=1\r\n"
+      "[SIZE]\r\n"
+      "SIZE02=028001E0");  // no final line end
+  EXPECT_EQ(Get("OPTION", "FIRSTVIEW"), "4");  // the first of duplicated keys
+  EXPECT_EQ(Get("option", "softname"), "Tavexon 0.9");
+  EXPECT_EQ(Get("OPTION", "EXTEND"), "quoted text");
+  EXPECT_EQ(Get("OPTION", "EMPTY"), "");
+  EXPECT_EQ(Get("FILE", "JPGLASTPATH"), "/photos/roll 12");
+  EXPECT_EQ(Get("OPTION", "DEBUGTIME"), "<none>");  // only the first section of a name counts
+  EXPECT_EQ(Get("SIZE", "SIZE02"), "028001E0");
+  EXPECT_EQ(Get("SIZE", "SIZE03"), "<none>");
+  EXPECT_EQ(Get("NOSECTION", "FIRSTVIEW"), "<none>");
+}
+
+TEST_F(SettingsStore, MissingFileGivesDefaults) {
+  EXPECT_EQ(Get("OPTION", "FIRSTVIEW", "x"), "x");
+  EXPECT_EQ(SettingsGetInt("OPTION", "BACKCOLOR", -1), -1);
+  EXPECT_FALSE(std::filesystem::exists(Ini()));
+}
+
+TEST_F(SettingsStore, NumbersFromLeadingDigits) {
+  Put("[N]\r\nA=12abc\r\nB=-5\r\nC=abc\r\nD=\r\nE=  +7 \r\nF=4294967295\r\nG=0x1F\r\n");
+  EXPECT_EQ(SettingsGetInt("N", "A", 99), 12);
+  EXPECT_EQ(SettingsGetInt("N", "B", 99), -5);
+  EXPECT_EQ(SettingsGetInt("N", "C", 99), 0);
+  EXPECT_EQ(SettingsGetInt("N", "D", 99), 99);  // an empty value reads as missing
+  EXPECT_EQ(SettingsGetInt("N", "E", 99), 7);
+  EXPECT_EQ(SettingsGetInt("N", "F", 99), -1);  // what SettingsPutUInt stored for -1
+  EXPECT_EQ(SettingsGetInt("N", "G", 99), 0);
+  EXPECT_EQ(SettingsGetInt("N", "H", 99), 99);
+}
+
+TEST_F(SettingsStore, GetStringCutsToTheBuffer) {
+  Put("[S]\r\nK=abcdef\r\n");
+  char buffer[4] = {'x', 'x', 'x', 'x'};
+  EXPECT_EQ(SettingsGetString("S", "K", "", buffer, sizeof buffer), 3u);
+  EXPECT_STREQ(buffer, "abc");
+  EXPECT_EQ(SettingsGetString("S", "MISSING", "dflt", buffer, sizeof buffer), 3u);
+  EXPECT_STREQ(buffer, "dfl");
+  EXPECT_EQ(SettingsGetString("S", "K", "", buffer, 0), 0u);
+}
+
+TEST_F(SettingsStore, WriteKeepsEveryOtherLine) {
+  const std::string before =
+      "; comment\n"
+      "[OPTION]\n"
+      "FIRSTVIEW = 1\n"
+      "SHARP=1\n"
+      "\n"
+      "[FILE]\r\n"
+      "SIZE=5";
+  Put(before);
+  ASSERT_EQ(SettingsPutString("option", "firstview", "3"), 1);
+  EXPECT_EQ(ReadText(Ini()),
+            "; comment\n"
+            "[OPTION]\n"
+            "FIRSTVIEW=3\r\n"
+            "SHARP=1\n"
+            "\n"
+            "[FILE]\r\n"
+            "SIZE=5");
+  ASSERT_EQ(SettingsPutString("OPTION", "DETAIL", "1"), 1);   // new key: after the last key
+  ASSERT_EQ(SettingsPutString("FILE", "PERCENT", "50"), 1);   // last line gains its line end
+  ASSERT_EQ(SettingsPutUInt("SIZE", "SIZE02", 7), 1);         // new section at the end
+  EXPECT_EQ(ReadText(Ini()),
+            "; comment\n"
+            "[OPTION]\n"
+            "FIRSTVIEW=3\r\n"
+            "SHARP=1\n"
+            "DETAIL=1\r\n"
+            "\n"
+            "[FILE]\r\n"
+            "SIZE=5\r\n"
+            "PERCENT=50\r\n"
+            "[SIZE]\r\n"
+            "SIZE02=7\r\n");
+  EXPECT_EQ(SettingsGetInt("OPTION", "FIRSTVIEW", 0), 3);
+  // No temporary file is left beside the settings file.
+  EXPECT_EQ(testsupport::FilesUnder(Ini().parent_path()).size(), 1u);
+}
+
+TEST_F(SettingsStore, WriteCreatesFileAndStoresNegativeAsUnsigned) {
+  ASSERT_EQ(SettingsPutUInt("OPTION", "BACKCOLOR", static_cast<uint32_t>(-1)), 1);
+  EXPECT_EQ(ReadText(Ini()), "[OPTION]\r\nBACKCOLOR=4294967295\r\n");
+  EXPECT_EQ(SettingsGetInt("OPTION", "BACKCOLOR", 0), -1);
+}
+
+TEST_F(SettingsStore, CreatesItsFolder) {
+  SettingsSetFilePath((scratch_ / "new" / "tvx1App.ini").string());
+  ASSERT_EQ(SettingsPutString("FLAG", "MSGOK1", "0.9.0b"), 1);
+  EXPECT_EQ(Get("FLAG", "MSGOK1"), "0.9.0b");
+}
+
+TEST_F(SettingsStore, NullValueRemovesKeyAndNullKeyRemovesSection) {
+  Put("[A]\r\nX=1\r\nY=2\r\n[B]\r\nZ=3\r\n");
+  ASSERT_EQ(SettingsPutString("A", "X", nullptr), 1);
+  ASSERT_EQ(SettingsPutString("B", nullptr, nullptr), 1);
+  EXPECT_EQ(ReadText(Ini()), "[A]\r\nY=2\r\n");
+}
+
+TEST_F(SettingsStore, UnwritablePlaceFails) {
+  SettingsSetFilePath((scratch_ / "blocker" / "tvx1App.ini").string());
+  WriteText(scratch_ / "blocker", "a file where a folder should be");
+  EXPECT_EQ(SettingsPutString("OPTION", "FIRSTVIEW", "1"), 0);
+}
