@@ -1,4 +1,9 @@
 // Typed value text to value arrays: what the tag edit dialog and CSV import accept.
+//
+// Numbers are one per line: decimal with an optional sign where the type is signed, or
+// hexadecimal after "0x" with no sign. Their range is checked on the digit string itself, so a
+// number written with more digits than the type's largest value is refused even when its value
+// would fit. Rationals are "n/d", a decimal "1.25" (125/100, unreduced) or a whole number.
 #pragma once
 
 #include <cstdint>
@@ -12,5 +17,6 @@ int ParseTypedValues(uint32_t type, const char* text, uint32_t length, std::stri
                      std::vector<uint8_t>* values);
 
 // The looser parser of one rational ("1/250", "-0.7", "0x10/0x3", "1,000"): rational[0] the
-// numerator, rational[1] the denominator (never 0). Always succeeds; returns 1.
-int ParseRationalText(const char* text, int32_t rational[2]);
+// numerator (a negative one as its two's complement word), rational[1] the denominator, never
+// 0. Always succeeds and returns 1; 0 only for a missing argument.
+int ParseRationalText(const char* text, uint32_t rational[2]);
