@@ -22,6 +22,7 @@ void MakerNoteInstall() {
     MakerNoteRegistry r{};
     r.recognise = MakerNoteRecognise;
     r.create = CreateWithOperations;
+    r.rebuild = ExifRebuildMakerNote;
     return r;
   }();
   ExifInstallMakerNotes(&registry);
