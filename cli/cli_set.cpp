@@ -1,0 +1,195 @@
+// tavexon-cli set and delete: one tag changed or removed, saved by the least intrusive road,
+// with the MakerNote questions answered from --makernote, the terminal, or not at all.
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "cli/cli_output.h"
+#include "cli/commands.h"
+#include "exif/exif_document.h"
+#include "exif/exif_reader.h"
+#include "exif/tag_parse.h"
+#include "frame/cp932.h"
+#include "frame/error_stack.h"
+#include "frame/prompt.h"
+#include "makernote/makernote_install.h"
+#include "makernote/makernote_save.h"
+
+namespace {
+
+enum : uint32_t {
+  kMessageInputError = 7,
+  kMessageSaveFailed = 9,
+  kMessageBadIfd = 10,
+  kMessageBadTag = 11,
+  kMessageBadType = 12,
+};
+
+struct EditOptions {
+  std::string file;
+  std::string out;
+  std::string ifd;
+  std::string tag;
+  std::string type;
+  std::string value;
+  std::string byteOrder;
+  std::string makerNote;
+  bool rebuild = false;
+};
+
+// The answers --makernote gives: rebuild is yes to message 103, keep is no; to message 1,
+// which offers only ok and cancel, both rebuild and keep carry on (the note's move recorded).
+PromptAnswer AnswerFromOption(const std::string& choice, const PromptQuestion& question) {
+  if (question.buttons == PromptButtonsOk) return PromptAnswerOk;
+  if (choice == "cancel") return PromptAnswerCancel;
+  if (question.buttons == PromptButtonsOkCancel) return PromptAnswerOk;
+  return choice == "rebuild" ? PromptAnswerYes : PromptAnswerNo;
+}
+
+// Asks on the terminal, until one of the offered answers is typed; end of input cancels.
+PromptAnswer AnswerFromTerminal(const PromptQuestion& question) {
+  if (question.buttons == PromptButtonsOk) return PromptAnswerOk;
+  const bool yesNo = question.buttons == PromptButtonsYesNoCancel || question.buttons == PromptButtonsYesNo;
+  for (;;) {
+    std::fputs(yesNo ? "[y]es / [n]o / [c]ancel? " : "[o]k / [c]ancel? ", stderr);
+    std::string line;
+    if (!std::getline(std::cin, line)) return PromptSafeAnswer(question.buttons);
+    const char first = line.empty() ? '\0' : char(line[0] | 0x20);
+    if (yesNo && first == 'y') return PromptAnswerYes;
+    if (yesNo && first == 'n') return PromptAnswerNo;
+    if (!yesNo && first == 'o') return PromptAnswerOk;
+    if (first == 'c') return PromptSafeAnswer(question.buttons);
+  }
+}
+
+// Every question is printed; the answer comes from the option, an interactive terminal, or
+// is the one that writes nothing.
+PromptAnswer CliAsk(void* user, const PromptQuestion& question) {
+  const std::string& choice = *static_cast<const std::string*>(user);
+  std::fprintf(stderr, "%s\n", Utf8FromCp932(question.text).c_str());
+  if (!choice.empty()) return AnswerFromOption(choice, question);
+  if (isatty(STDIN_FILENO) && isatty(STDERR_FILENO)) return AnswerFromTerminal(question);
+  return PromptSafeAnswer(question.buttons);
+}
+
+// A number written in decimal or with 0x in hexadecimal, whole; -1 otherwise.
+int64_t ParseNumber(const std::string& text) {
+  if (text.empty()) return -1;
+  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  const std::string digits = hex ? text.substr(2) : text;
+  if (digits.empty() || digits.size() > 10) return -1;
+  char* end = nullptr;
+  const long long value = std::strtoll(digits.c_str(), &end, hex ? 16 : 10);
+  if (*end != '\0' || digits[0] == '-' || digits[0] == '+') return -1;
+  return value;
+}
+
+// KIND: 1 to 5, a table name, or a MakerNote table number (256 and above).
+int64_t ParseKind(const std::string& text) {
+  static const std::map<std::string, uint32_t> kNames{
+      {"0th", IfdPrimary}, {"1st", IfdThumbnail}, {"exif", IfdExif}, {"interop", IfdInterop}, {"gps", IfdGps}};
+  const auto named = kNames.find(text);
+  if (named != kNames.end()) return named->second;
+  const int64_t kind = ParseNumber(text);
+  if ((kind >= IfdPrimary && kind <= IfdGps) || (kind >= kIfdMakerNoteFirst && kind <= 0xFFFFFFFFll)) return kind;
+  return -1;
+}
+
+// TYPE: a display name ("SHORT") or a number the document knows.
+int64_t ParseType(const std::string& text) {
+  for (uint32_t type = 1; type <= 10; ++type)
+    if (ExifTypeSize(type) != 0 && text == ExifTypeName(type)) return type;
+  const int64_t type = ParseNumber(text);
+  return type > 0 && type <= 0xFFFF && ExifTypeSize(uint32_t(type)) != 0 ? type : -1;
+}
+
+int UsageFailure(const std::string& path, uint32_t messageId) {
+  CliReportFailure(path, 0, messageId);
+  return CliUsage;
+}
+
+// Reads the file; a note that fails to parse still gives a document, and the save refuses it.
+int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
+  ErrorClear();
+  const uint32_t status = ExifCheckFile(path, document);
+  if (document) return 1;
+  const uint32_t code = ErrorPop();
+  CliReportFailure(path, code, CliReadMessage(status, code));
+  return 0;
+}
+
+int SaveEdited(const EditOptions& options, ExifDocument* document) {
+  std::string choice = options.makerNote;
+  Prompt prompt{CliAsk, &choice};
+  SaveLayout layout;
+  layout.bigEndian = options.byteOrder.empty() ? document->bigEndian : options.byteOrder == "MM" ? 1 : 0;
+  layout.commitMode = options.rebuild ? 2 : 1;
+  const std::string destination = options.out.empty() ? options.file : options.out;
+  ErrorClear();
+  const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, 1, layout);
+  if (result == SaveWritten) return CliSuccess;
+  if (result == SaveFailed) CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
+  return CliFailure;
+}
+
+int RunEdit(const EditOptions& options, bool isSet) {
+  MakerNoteInstall();
+  const int64_t kind = ParseKind(options.ifd);
+  if (kind < 0) return UsageFailure(options.file, kMessageBadIfd);
+  const int64_t tag = ParseNumber(options.tag);
+  if (tag < 0 || tag > 0xFFFF) return UsageFailure(options.file, kMessageBadTag);
+  int64_t type = 0;
+  std::vector<uint8_t> values;
+  int count = 0;
+  if (isSet) {
+    type = ParseType(options.type);
+    if (type < 0) return UsageFailure(options.file, kMessageBadType);
+    count = ParseTypedValues(uint32_t(type), options.value.data(), uint32_t(options.value.size()), ";", &values);
+    if (count <= 0) return UsageFailure(options.file, kMessageInputError);
+  }
+  ExifDocumentPtr document;
+  if (!ReadDocument(options.file, document)) return CliFailure;
+  const int queued = isSet ? ExifQueueEdit(document.get(), PendingSet, uint32_t(kind), uint16_t(tag), uint16_t(type),
+                                           uint32_t(count), values.data())
+                           : ExifQueueEdit(document.get(), PendingDelete, uint32_t(kind), uint16_t(tag), 0, 0, nullptr);
+  if (!queued) return UsageFailure(options.file, kMessageInputError);
+  return SaveEdited(options, document.get());
+}
+
+void AddCommonOptions(CLI::App* command, EditOptions& options) {
+  command->add_option("FILE", options.file, "the JPEG file to edit")->required()->check(CLI::ExistingFile);
+  command->add_option("--ifd", options.ifd, "table: 1 to 5, 0th, 1st, exif, interop, gps, or a MakerNote table")
+      ->required();
+  command->add_option("--tag", options.tag, "tag number, decimal or 0x hexadecimal")->required();
+  command->add_option("--out", options.out, "write to this file instead of FILE");
+  command->add_option("--makernote", options.makerNote, "answer to the MakerNote questions")
+      ->check(CLI::IsMember({"rebuild", "keep", "cancel"}));
+}
+
+}  // namespace
+
+void CliSetRegister(CLI::App& app) {
+  static EditOptions setOptions;
+  static EditOptions deleteOptions;
+  CLI::App* set = app.add_subcommand("set", "Set one tag and save the file");
+  AddCommonOptions(set, setOptions);
+  set->add_option("--type", setOptions.type, "type name (SHORT, ASCII, ...) or number")->required();
+  set->add_option("--value", setOptions.value, "the value; several values separated by ';'")->required();
+  set->add_flag("--rebuild", setOptions.rebuild, "rebuild the whole Exif segment");
+  set->add_option("--byte-order", setOptions.byteOrder, "byte order of the written Exif")
+      ->check(CLI::IsMember({"II", "MM"}));
+  set->callback([] {
+    const int code = RunEdit(setOptions, true);
+    if (code != CliSuccess) throw CLI::RuntimeError(code);
+  });
+  CLI::App* remove = app.add_subcommand("delete", "Delete one tag and save the file");
+  AddCommonOptions(remove, deleteOptions);
+  remove->callback([] {
+    const int code = RunEdit(deleteOptions, false);
+    if (code != CliSuccess) throw CLI::RuntimeError(code);
+  });
+}
