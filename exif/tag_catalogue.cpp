@@ -1,0 +1,118 @@
+// Lookups over the tag catalogue, the table names and the type names.
+#include "exif/tag_catalogue.h"
+
+#include <array>
+#include <iterator>
+
+#include "exif/makernote_handler.h"
+#include "frame/cp932.h"
+
+namespace {
+
+const char* UnknownText() { return Cp932Text("不明"); }
+
+// The display names of the TIFF types, by type number; type 6 has none.
+constexpr std::array<const char*, 11> kTypeNames = {
+    nullptr, "BYTE", "ASCII", "SHORT", "LONG", "RATIONAL", nullptr, "UNDEFINED", "SSHORT", "SLONG", "SRATIONAL",
+};
+
+// The table names in the order the explorer lists them, ended by -1.
+constexpr IfdName kIfdNames[] = {
+    {IfdPrimary, "Primary(0th IFD)"},
+    {IfdExif, "Exif IFD"},
+    {257, "Nikon MakerNote"},
+    {258, "Nikon MakerNote Thumbnail"},
+    {259, "Nikon MakerNote Scanner"},
+    {IfdInterop, "Interoperabiliy"},
+    {IfdGps, "GPS"},
+    {IfdThumbnail, "Thumbnail(1st IFD)"},
+    {-1, nullptr},
+};
+static_assert(std::size(kIfdNames) == 9 && kIfdNames[std::size(kIfdNames) - 1].kind == -1);
+
+// The tags whose values are offsets that only the writer sets.
+struct StructuralTag {
+  uint32_t kind;
+  uint16_t tag;
+};
+constexpr StructuralTag kStructuralTags[] = {
+    {IfdPrimary, TagExifIfdPointer},   {IfdPrimary, TagGpsIfdPointer}, {IfdThumbnail, TagThumbnailOffset},
+    {IfdThumbnail, TagThumbnailLength}, {IfdExif, TagMakerNote},       {IfdExif, TagInteropIfdPointer},
+};
+static_assert(std::size(kStructuralTags) == 6);
+
+}  // namespace
+
+MakerNoteHandler* TagKindHandler(const ExifDocument* document, uint32_t kind) {
+  if (!document || !document->makerNote || kind < kIfdMakerNoteFirst) return nullptr;
+  MakerNoteHandler* handler = document->makerNote.get();
+  const uint32_t family = kind & 0xFFFF0000u;
+  if (family != 0 && family != handler->family) return nullptr;
+  return handler;
+}
+
+const TagDefinition* TagCatalogueTable(const ExifDocument* document, uint32_t kind) {
+  if (kind < kIfdMakerNoteFirst) return TagCatalogueOwnTable(kind);
+  MakerNoteHandler* handler = TagKindHandler(document, kind);
+  if (!handler || !handler->Catalogue) return nullptr;
+  return handler->Catalogue(kind & 0xFFFFu);
+}
+
+uint32_t TagCatalogueCount(const TagDefinition* table) {
+  uint32_t count = 0;
+  if (table)
+    while (table[count].displayName) ++count;
+  return count;
+}
+
+const TagDefinition* TagCatalogueFind(const TagDefinition* table, uint16_t tag) {
+  if (!table) return nullptr;
+  for (const TagDefinition* row = table; row->displayName; ++row)
+    if (row->tag == tag) return row;
+  return nullptr;
+}
+
+const char* TagRowDisplayName(const TagDefinition* row) {
+  return row && row->displayName ? Cp932Text(row->displayName) : UnknownText();
+}
+
+const char* TagDisplayName(const ExifDocument* document, uint32_t kind, uint16_t tag) {
+  if (kind >= kIfdMakerNoteFirst) {
+    MakerNoteHandler* handler = TagKindHandler(document, kind);
+    if (handler && handler->TagName) {
+      const char* name = handler->TagName(kind & 0xFFFFu, tag);
+      if (name) return name;
+    }
+    return UnknownText();
+  }
+  return TagRowDisplayName(TagCatalogueFind(TagCatalogueOwnTable(kind), tag));
+}
+
+const char* TagExifName(const ExifDocument* document, uint32_t kind, uint16_t tag) {
+  const TagDefinition* row = TagCatalogueFind(TagCatalogueTable(document, kind), tag);
+  return row ? row->tagName : nullptr;
+}
+
+int TagIsEditable(const ExifDocument* document, uint32_t kind, uint16_t tag) {
+  if (kind >= kIfdMakerNoteFirst) {
+    MakerNoteHandler* handler = TagKindHandler(document, kind);
+    if (!handler || !handler->Control) return 0;
+    return handler->Control(handler->context, MnTagEditable, intptr_t(kind & 0xFFFFu), intptr_t(tag)) != 0 ? 1 : 0;
+  }
+  for (const StructuralTag& structural : kStructuralTags)
+    if (structural.kind == kind && structural.tag == tag) return 0;
+  return 1;
+}
+
+const IfdName* IfdDisplayNameTable() { return kIfdNames; }
+
+const char* IfdDisplayName(uint32_t kind) {
+  for (const IfdName* entry = kIfdNames; entry->kind != -1; ++entry)
+    if (uint32_t(entry->kind) == kind) return Cp932Text(entry->name);
+  return nullptr;
+}
+
+const char* ExifTypeName(uint32_t type) {
+  if (type < kTypeNames.size() && kTypeNames[type]) return Cp932Text(kTypeNames[type]);
+  return UnknownText();
+}
