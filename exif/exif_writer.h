@@ -12,6 +12,7 @@
 // Results: 1 success, 0 failure with a code pushed on the error stack, unless said otherwise.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "exif/exif_document.h"
@@ -22,6 +23,10 @@ enum EditClass : int {
   EditsInPlace = 1,  // every edit fits the file's bytes
   EditsRebuild = 2,  // a full rebuild is needed
 };
+
+// The size of a document's `built` area: a whole payload, and a little more so that a patch of
+// a value the reader accepted in the 6 spare bytes behind raw stays inside it.
+constexpr size_t kBuiltAreaSize = kApp1PayloadMax + 16;
 
 // Commit modes: 2 forces a rebuild; anything else lets the classification choose.
 constexpr int kCommitForceRebuild = 2;
@@ -40,7 +45,11 @@ int ExifPatchAll(ExifDocument* document, const uint8_t** bytes, uint32_t* size);
 // Commit's third road: the pending list applied to the tables, then ExifBuild.
 int ExifApplyEdits(ExifDocument* document, const uint8_t** bytes, uint32_t* size, uint32_t bigEndian,
                    int keepMakerNotePlace);
-// The full rebuild from the tables.
+// The full rebuild from the tables, in the given byte order (the document takes it). When an
+// open handler counts tags in its note (MnTagCount above 0), it is then asked to relocate:
+// Control(context, MnRelocate, intptr_t(TIFF header in built), intptr_t(const RawEntry*)), the
+// entry being tag 37500 as the finished payload holds it (valueWord: its offset from the TIFF
+// header). A result of 0 or less fails the rebuild with 819.
 int ExifBuild(ExifDocument* document, const uint8_t** bytes, uint32_t* size, uint32_t bigEndian,
               int keepMakerNotePlace);
 
