@@ -1,12 +1,14 @@
 // The settings store against ini files in the Windows profile form.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 
 #include "frame/settings.h"
+#include "frame/settings_path.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -154,4 +156,22 @@ TEST_F(SettingsStore, UnwritablePlaceFails) {
   SettingsSetFilePath((scratch_ / "blocker" / "tvx1App.ini").string());
   WriteText(scratch_ / "blocker", "a file where a folder should be");
   EXPECT_EQ(SettingsPutString("OPTION", "FIRSTVIEW", "1"), 0);
+}
+
+TEST(SettingsPlace, NamedFileThenProgramFolderThenUserFolder) {
+  const char* savedIni = std::getenv("TAVEXON_INI");
+  const std::string saved = savedIni ? savedIni : "";
+  setenv("TAVEXON_INI", "/elsewhere/named.ini", 1);
+  EXPECT_EQ(SettingsDefaultFilePath(), "/elsewhere/named.ini");
+  unsetenv("TAVEXON_INI");
+  // The test program's own folder is writable, so the file stands beside it.
+  const std::string beside = SettingsDefaultFilePath();
+  EXPECT_EQ(std::filesystem::path(beside).filename(), "tvx1App.ini");
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(beside).parent_path() / ".tvx1App.probe"));
+  setenv("XDG_CONFIG_HOME", "/cfg", 1);
+  EXPECT_EQ(SettingsUserFolder(), "/cfg/tavexon");
+  setenv("XDG_CONFIG_HOME", "relative", 1);  // not absolute: ignored
+  EXPECT_EQ(SettingsUserFolder().find("relative"), std::string::npos);
+  unsetenv("XDG_CONFIG_HOME");
+  if (!saved.empty()) setenv("TAVEXON_INI", saved.c_str(), 1);
 }
