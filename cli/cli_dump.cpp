@@ -1,0 +1,238 @@
+// tavexon-cli dump: the Exif of files, tag by tag, as text or as one JSON document.
+#include <cinttypes>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/cli_output.h"
+#include "cli/commands.h"
+#include "exif/exif_document.h"
+#include "exif/exif_reader.h"
+#include "exif/makernote_handler.h"
+#include "frame/cp932.h"
+#include "frame/error_stack.h"
+
+namespace {
+
+struct DumpOptions {
+  std::vector<std::string> files;
+  bool json = false;
+};
+
+// The document's tables in storage order, with the names the dump prints.
+struct DumpTable {
+  uint32_t kind;
+  const char* name;
+};
+constexpr DumpTable kDumpTables[] = {
+    {IfdPrimary, "0th"}, {IfdThumbnail, "1st"}, {IfdExif, "exif"}, {IfdGps, "gps"}, {IfdInterop, "interop"},
+};
+
+// A file's reading: the document when there is one, the status and the error code.
+struct DumpReading {
+  ExifDocumentPtr document;
+  uint32_t status = 0;
+  uint32_t code = 0;
+};
+
+DumpReading DumpRead(const std::string& path) {
+  DumpReading reading;
+  ErrorClear();
+  if (!ExifLoadFile(path, reading.document)) {
+    reading.code = ErrorPop();
+    reading.status = reading.code == ErrNoExif ? StatusNoExif : StatusUnusable;
+    return reading;
+  }
+  reading.status = ExifInspect(reading.document);
+  if (reading.status & StatusParseFailed || reading.status & StatusMakerNoteFailed)
+    reading.code = ErrorPop();
+  else if (reading.status & StatusNoThumbnail && ErrorPeek() == ErrThumbnail)
+    reading.code = ErrorPop();
+  ErrorClear();
+  return reading;
+}
+
+bool DumpFailed(const DumpReading& reading) {
+  return reading.status & (StatusParseFailed | StatusNoExif | StatusUnusable);
+}
+
+std::string DumpStatusText(uint32_t status) {
+  static const struct {
+    uint32_t bit;
+    const char* name;
+  } kNames[] = {{StatusJpeg, "jpeg"},           {StatusNef, "nef"},
+                {StatusNoThumbnail, "no-thumbnail"}, {StatusMakerNoteFailed, "makernote-failed"},
+                {StatusParseFailed, "parse-failed"}, {StatusNoExif, "no-exif"},
+                {StatusUnusable, "unusable"}};
+  std::string text;
+  for (const auto& n : kNames)
+    if (status & n.bit) text += (text.empty() ? "" : ",") + std::string(n.name);
+  return text.empty() ? "none" : text;
+}
+
+bool DumpIsByteType(uint16_t type) {
+  return type == TypeByte || type == TypeUndefined || type == TypeSignedByte || ExifTypeSize(type) == 0;
+}
+
+// The ASCII value up to its first zero byte, in UTF-8.
+std::string DumpAsciiText(const TagEntry& entry) {
+  const char* text = reinterpret_cast<const char*>(entry.Data());
+  return Utf8FromCp932(std::string_view(text, strnlen(text, entry.ValueSize())));
+}
+
+std::string DumpHex(const TagEntry& entry) {
+  static const char kDigits[] = "0123456789abcdef";
+  const uint32_t size = entry.ValueSize();
+  std::string text;
+  text.reserve(size_t(size) * 3);
+  for (uint32_t i = 0; i < size; ++i) {
+    if (i) text += ' ';
+    text += kDigits[entry.Data()[i] >> 4];
+    text += kDigits[entry.Data()[i] & 15];
+  }
+  return text;
+}
+
+// Element i of a numeric value as text: an integer, or numerator/denominator.
+std::string DumpNumber(const TagEntry& entry, uint32_t i) {
+  switch (entry.type) {
+    case TypeShort: return std::to_string(entry.U16(i));
+    case TypeSShort: return std::to_string(entry.S16(i));
+    case TypeLong: return std::to_string(entry.U32(i));
+    case TypeSLong: return std::to_string(entry.S32(i));
+    case TypeRational: return std::to_string(entry.U32(2 * i)) + "/" + std::to_string(entry.U32(2 * i + 1));
+    case TypeSRational: return std::to_string(entry.S32(2 * i)) + "/" + std::to_string(entry.S32(2 * i + 1));
+    default: return {};
+  }
+}
+
+uint32_t DumpElementCount(const TagEntry& entry) {
+  const uint32_t size = ExifTypeSize(entry.type);
+  return size ? std::min(entry.count, entry.ValueSize() / size) : 0;
+}
+
+std::string DumpValueText(const TagEntry& entry) {
+  if (entry.type == TypeAscii) return "\"" + DumpAsciiText(entry) + "\"";
+  if (DumpIsByteType(entry.type)) return DumpHex(entry);
+  std::string text;
+  const uint32_t n = DumpElementCount(entry);
+  for (uint32_t i = 0; i < n; ++i) text += (i ? " " : "") + DumpNumber(entry, i);
+  return text;
+}
+
+nlohmann::json DumpValueJson(const TagEntry& entry) {
+  if (entry.type == TypeAscii) return DumpAsciiText(entry);
+  if (DumpIsByteType(entry.type)) return DumpHex(entry);
+  const uint32_t n = DumpElementCount(entry);
+  const bool rational = entry.type == TypeRational || entry.type == TypeSRational;
+  auto element = [&](uint32_t i) -> nlohmann::json {
+    if (rational) return DumpNumber(entry, i);
+    if (entry.type == TypeSShort) return entry.S16(i);
+    if (entry.type == TypeSLong) return entry.S32(i);
+    if (entry.type == TypeShort) return entry.U16(i);
+    return entry.U32(i);
+  };
+  if (n == 1) return element(0);
+  nlohmann::json values = nlohmann::json::array();
+  for (uint32_t i = 0; i < n; ++i) values.push_back(element(i));
+  return values;
+}
+
+// Walks every table of the document that has tags, in storage order.
+template <class Visit>
+void DumpEachTable(ExifDocument* document, Visit visit) {
+  for (const DumpTable& table : kDumpTables) {
+    if (ExifTagCount(document, table.kind) <= 0) continue;
+    visit(table.name, &ExifIfdTable(document, table.kind)->tags);
+  }
+}
+
+void DumpText(const std::string& path, DumpReading& reading, std::string& out) {
+  out += "== " + path + "\n";
+  out += "status: " + std::to_string(reading.status) + " (" + DumpStatusText(reading.status) + ")";
+  if (DumpFailed(reading)) {
+    out += "\n";
+    return;
+  }
+  out += reading.document->bigEndian ? "  byte order: MM\n" : "  byte order: II\n";
+  DumpEachTable(reading.document.get(), [&](const char* name, const TagList* tags) {
+    out += "[" + std::string(name) + "]\n";
+    char head[64];
+    for (const TagEntry& entry : *tags) {
+      std::snprintf(head, sizeof head, "  0x%04X %5u %-9s %6" PRIu32 "  ", entry.tag, entry.tag,
+                    Utf8FromCp932(ExifTypeName(entry.type)).c_str(), entry.count);
+      out += head;
+      out += DumpValueText(entry);
+      out += '\n';
+    }
+  });
+}
+
+nlohmann::json DumpJson(const std::string& path, DumpReading& reading) {
+  nlohmann::json file = {{"file", path}, {"status", reading.status}, {"error", reading.code}};
+  const uint32_t message = CliReadMessage(reading.status, reading.code);
+  if (message) file["message"] = CliMessage(message);
+  if (DumpFailed(reading)) return file;
+  file["byteOrder"] = reading.document->bigEndian ? "MM" : "II";
+  nlohmann::json ifds = nlohmann::json::array();
+  DumpEachTable(reading.document.get(), [&](const char* name, const TagList* tags) {
+    nlohmann::json list = nlohmann::json::array();
+    for (const TagEntry& entry : *tags)
+      list.push_back({{"tag", entry.tag}, {"type", entry.type}, {"count", entry.count}, {"value", DumpValueJson(entry)}});
+    ifds.push_back({{"kind", name}, {"tags", std::move(list)}});
+  });
+  file["ifds"] = std::move(ifds);
+  return file;
+}
+
+int DumpRun(const DumpOptions& options) {
+  int exitCode = CliSuccess;
+  nlohmann::json all = nlohmann::json::array();
+  std::string out;
+  for (const std::string& path : options.files) {
+    DumpReading reading = DumpRead(path);
+    if (DumpFailed(reading)) {
+      exitCode = CliFailure;
+      CliReportFailure(path, reading.code, CliReadMessage(reading.status, reading.code));
+    } else if (const uint32_t warning = CliReadMessage(reading.status, reading.code)) {
+      std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(warning).c_str());
+    }
+    if (options.json) {
+      all.push_back(DumpJson(path, reading));
+    } else {
+      out.clear();
+      DumpText(path, reading, out);
+      std::fwrite(out.data(), 1, out.size(), stdout);
+    }
+  }
+  if (options.json) {
+    const std::string text = all.dump(1) + "\n";
+    std::fwrite(text.data(), 1, text.size(), stdout);
+  }
+  return exitCode;
+}
+
+}  // namespace
+
+void CliDumpRegister(CLI::App& app) {
+  auto options = std::make_shared<DumpOptions>();
+  CLI::App* dump = app.add_subcommand("dump", "Print every tag of every IFD of JPEG or NEF files.");
+  dump->footer(
+      "For each file: the read status flags (1 jpeg, 2 nef, 4 no thumbnail, 8 MakerNote failed,\n"
+      "256 parse failed, 512 no Exif, 1024 unusable), the byte order, and every tag of every IFD\n"
+      "in storage order (0th, 1st, Exif, GPS, Interoperability) with tag, type, count and value.\n"
+      "Values: numbers for numeric types (a rational as numerator/denominator), the text for\n"
+      "ASCII (converted from CP932 to UTF-8), hex bytes for byte types.\n"
+      "A file that fails prints its error code and message on standard error and the run goes on;\n"
+      "the exit status is 1 if any file failed.\n"
+      "--json prints one JSON array, one object per file: file, status, error, message (when a\n"
+      "message applies), byteOrder, ifds [{kind, tags [{tag, type, count, value}]}].");
+  dump->add_option("files", options->files, "JPEG or NEF files")->required();
+  dump->add_flag("--json", options->json, "Print one JSON document");
+  dump->callback([options]() {
+    const int code = DumpRun(*options);
+    if (code != CliSuccess) throw CLI::RuntimeError(code);
+  });
+}

@@ -1,0 +1,8 @@
+// The subcommands of tavexon-cli. Each registers itself on the application and runs when
+// chosen; main() only dispatches.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+void CliDumpRegister(CLI::App& app);
+void CliSetRegister(CLI::App& app);

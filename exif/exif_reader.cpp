@@ -1,0 +1,528 @@
+// The container reader: marker scans, the first APP1, the NEF path, the TIFF header, the IFD
+// walk in its fixed order, the thumbnail and the inspection that every view starts from.
+#include "exif/exif_reader.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "exif/makernote_handler.h"
+#include "frame/error_stack.h"
+
+namespace {
+
+constexpr uint8_t kMarkerApp1 = 0xE1;
+constexpr uint8_t kMarkerSos = 0xDA;
+constexpr uint32_t kDirectBlock = 65536;
+const uint8_t kExifHeader[6] = {'E', 'x', 'i', 'f', 0, 0};
+
+struct FileCloser {
+  void operator()(std::FILE* f) const { std::fclose(f); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+uint32_t Fail(uint32_t code) {
+  ErrorPush(code);
+  return code;
+}
+
+// The first number of a tag: a SHORT as 16 bits, anything else as a 32-bit word.
+uint32_t TagFirstNumber(const TagEntry* entry) {
+  if (!entry) return 0;
+  return entry->type == TypeShort || entry->type == TypeSShort ? entry->U16(0) : entry->U32(0);
+}
+
+// The last three characters of the name are "NEF", in any case.
+bool PathHasNefName(const std::string& path) {
+  if (path.size() < 3) return false;
+  std::string tail = path.substr(path.size() - 3);
+  std::transform(tail.begin(), tail.end(), tail.begin(), [](unsigned char c) { return char(std::toupper(c)); });
+  return tail == "NEF";
+}
+
+}  // namespace
+
+uint32_t JpegFindMarkerInFile(std::FILE* stream, uint8_t marker) {
+  uint8_t b[2];
+  if (!stream || std::fread(b, 1, 2, stream) != 2 || b[0] != 0xFF || b[1] != 0xD8) return Fail(ErrNotJpeg);
+  if (std::fread(b, 1, 2, stream) != 2) return Fail(ErrFileIo);
+  for (;;) {
+    // No fill bytes are skipped: 0xFF 0xFF reads as a marker with code 0xFF.
+    if (b[0] != 0xFF) return Fail(ErrMarkerStructure);
+    if (b[1] == marker) return 1;
+    if (b[1] == kMarkerSos) return Fail(ErrScanReached);
+    uint8_t length[2];
+    if (std::fread(length, 1, 2, stream) != 2) return Fail(ErrFileIo);
+    const long skip = long(length[0] << 8 | length[1]) - 2;
+    if (std::fseek(stream, skip, SEEK_CUR) != 0) return Fail(ErrFileIo);
+    if (std::fread(b, 1, 2, stream) != 2) return Fail(ErrFileIo);
+  }
+}
+
+uint32_t JpegFindMarkerInBuffer(const uint8_t* bytes, uint32_t size, uint8_t marker) {
+  if (!bytes || size < 2 || bytes[0] != 0xFF || bytes[1] != 0xD8) {
+    ErrorPush(ErrNotJpeg);
+    return 0;
+  }
+  uint32_t pos = 2;
+  for (;;) {
+    if (size - pos < 2) {
+      ErrorPush(ErrFileIo);
+      return 0;
+    }
+    if (bytes[pos] != 0xFF) {
+      ErrorPush(ErrMarkerStructure);
+      return 0;
+    }
+    const uint8_t code = bytes[pos + 1];
+    pos += 2;
+    if (code == marker) return pos;
+    if (code == kMarkerSos) {
+      ErrorPush(ErrScanReached);
+      return 0;
+    }
+    if (size - pos < 2) {
+      ErrorPush(ErrFileIo);
+      return 0;
+    }
+    const uint32_t skip = uint16_t((bytes[pos] << 8 | bytes[pos + 1]) - 2);
+    pos += 2;
+    if (size - pos < skip) {
+      ErrorPush(ErrFileIo);
+      return 0;
+    }
+    pos += skip;
+  }
+}
+
+int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
+  FilePtr file(std::fopen(path.c_str(), "rb"));
+  if (!file) {
+    ErrorPush(ErrFileOpen);
+    return 0;
+  }
+  // One read brings in the head, where the markers before APP1 and APP1 itself stand.
+  std::setvbuf(file.get(), nullptr, _IOFBF, kDirectBlock);
+  const uint32_t found = JpegFindMarkerInFile(file.get(), kMarkerApp1);
+  if (found != 1) {
+    if (found == ErrScanReached) {
+      ErrorPop();
+      ErrorPush(ErrNoExif);
+    }
+    return 0;
+  }
+  uint8_t length[2];
+  if (std::fread(length, 1, 2, file.get()) != 2) {
+    ErrorPush(ErrFileIo);
+    return 0;
+  }
+  const uint32_t segment = uint32_t(length[0] << 8 | length[1]);
+  if (segment < 2) {
+    ErrorPush(ErrFileIo);
+    return 0;
+  }
+  const uint32_t payload = segment - 2;
+  if (size) *size = payload;
+  if (!buffer) return 1;
+  if (std::fread(buffer, 1, payload, file.get()) != payload) {
+    ErrorPush(ErrFileIo);
+    return 0;
+  }
+  return 1;
+}
+
+int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    ErrorPush(ErrFileOpen);
+    return 0;
+  }
+  std::vector<uint8_t> block(2 * kDirectBlock);
+  ssize_t got = ::pread(fd, block.data(), kDirectBlock, 0);
+  const uint32_t first = got > 0 ? uint32_t(got) : 0;
+  uint32_t held = first;
+  int result = 0;
+  const uint32_t marker = JpegFindMarkerInBuffer(block.data(), first, kMarkerApp1);
+  if (marker == 0) {
+    if (ErrorPeek() == ErrScanReached) {
+      ErrorPop();
+      ErrorPush(ErrNoExif);
+    }
+  } else if (first - marker < 2) {
+    ErrorPush(ErrFileIo);
+  } else {
+    const uint32_t payload = uint16_t((block[marker] << 8 | block[marker + 1]) - 2);
+    const uint32_t start = marker + 2;
+    if (payload > kApp1PayloadMax || (block[marker] == 0 && block[marker + 1] < 2)) {
+      ErrorPush(ErrFileIo);
+    } else {
+      if (start + payload > held) {
+        // The payload runs past the first block: one more block holds the rest.
+        got = ::pread(fd, block.data() + held, kDirectBlock, held);
+        held += got > 0 ? uint32_t(got) : 0;
+      }
+      if (start + payload > held) {
+        ErrorPush(ErrFileIo);
+      } else {
+        if (size) *size = payload;
+        if (buffer) std::memcpy(buffer, block.data() + start, payload);
+        result = 1;
+      }
+    }
+  }
+  // A folder scan touches thousands of files once; their heads need not stay cached.
+  ::posix_fadvise(fd, 0, held, POSIX_FADV_DONTNEED);
+  ::close(fd);
+  return result;
+}
+
+int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
+  out.reset();
+  std::vector<uint8_t> payload(kApp1PayloadMax);
+  uint32_t size = 0;
+  if (ExifReadApp1(path, payload.data(), &size)) {
+    if (!ExifCreateFromSegment(payload.data(), size, out)) return 0;
+    out->path = path;
+    out->sourceKind = 1;
+    return 1;
+  }
+  const uint32_t error = ErrorPop();
+  ErrorPush(error);
+  if (error != ErrNotJpeg) return 0;
+
+  // A NEF file is a TIFF structure as a whole: the six header bytes in front of it give the
+  // payload form every later step reads.
+  std::error_code ec;
+  const uint64_t fileSize = std::filesystem::file_size(path, ec);
+  FilePtr file(std::fopen(path.c_str(), "rb"));
+  if (ec || !file) {
+    ErrorPush(ErrFileIo);
+    return 0;
+  }
+  if (!PathHasNefName(path)) {
+    ErrorPush(ErrMarkerStructure);
+    return 0;
+  }
+  uint8_t header[8];
+  ExifContext context;
+  if (std::fread(header, 1, 8, file.get()) != 8 || !ExifReadTiffHeader(header, &context)) {
+    ErrorPush(ErrMarkerStructure);
+    return 0;
+  }
+  if (fileSize > 0xFFFFFFFFull - 16) {
+    ErrorPush(ErrNoMemory);
+    return 0;
+  }
+  std::vector<uint8_t> whole;
+  try {
+    whole.resize(size_t(fileSize) + 6);
+  } catch (const std::bad_alloc&) {
+    ErrorPush(ErrNoMemory);
+    return 0;
+  }
+  std::memcpy(whole.data(), kExifHeader, 6);
+  if (std::fseek(file.get(), 0, SEEK_SET) != 0 ||
+      std::fread(whole.data() + 6, 1, size_t(fileSize), file.get()) != size_t(fileSize)) {
+    ErrorPush(ErrFileIo);
+    return 0;
+  }
+  if (!ExifCreateFromSegment(whole.data(), uint32_t(whole.size()), out)) return 0;
+  out->path = path;
+  out->sourceKind = 2;
+  return 1;
+}
+
+int ExifReadTiffHeader(const uint8_t* bytes, ExifContext* context) {
+  if (!context) return 0;
+  context->typeSize = ExifTypeSize;
+  if (!bytes) {
+    context->bigEndian = 0;
+    context->firstIfdOffset = 0;
+    return 1;
+  }
+  if (!((bytes[0] == 'I' && bytes[1] == 'I') || (bytes[0] == 'M' && bytes[1] == 'M'))) {
+    ErrorPush(ErrByteOrder);
+    return 0;
+  }
+  const uint32_t bigEndian = bytes[0] == 'M' ? 1 : 0;
+  if (ExifReadU16(bigEndian, bytes + 2) != 42) {
+    ErrorPush(ErrTiffMagic);
+    return 0;
+  }
+  context->bigEndian = bigEndian;
+  context->firstIfdOffset = ExifReadU32(bigEndian, bytes + 4);
+  return 1;
+}
+
+int ExifParseIfd(const ExifContext* context, const uint8_t* bytes, uint32_t remaining, uint32_t baseOffset,
+                 IfdTable* table, int limitValues) {
+  if (!context || !bytes || !table) {
+    ErrorPush(ErrInvalidArgument);
+    return 0;
+  }
+  const uint32_t bigEndian = context->bigEndian;
+  const TypeSizeFunction sizeOf = context->typeSize ? context->typeSize : ExifTypeSize;
+  table->baseOffset = uint16_t(baseOffset);
+  if (remaining < 2) {
+    table->entryCount = 0;
+    table->nextIfdOffset = 0;
+    ErrorPush(ErrOutOfRange);
+    return 0;
+  }
+  const uint16_t entryCount = ExifReadU16(bigEndian, bytes);
+  table->entryCount = entryCount;
+  uint32_t position = 2;
+  int ok = 1;
+  std::vector<uint8_t> swapped;
+  if (remaining < uint32_t(entryCount) * 12 + 2) {
+    ErrorPush(ErrOutOfRange);
+    ok = 0;
+  }
+  for (uint32_t i = 0; ok && i < entryCount; ++i, position += 12) {
+    const uint8_t* entry = bytes + position;
+    const uint16_t tag = ExifReadU16(bigEndian, entry);
+    const uint16_t type = ExifReadU16(bigEndian, entry + 2);
+    const uint32_t count = ExifReadU32(bigEndian, entry + 4);
+    const uint32_t word = ExifReadU32(bigEndian, entry + 8);
+    const uint32_t elementSize = sizeOf(type);
+    if (elementSize == 0) {
+      ErrorPush(ErrUnknownType);
+      ok = 0;
+      break;
+    }
+    // Sized in 64 bits: a count of four thousand million is refused here by the bound below,
+    // before anything is allocated for it.
+    const uint64_t size = uint64_t(elementSize) * count;
+    if (limitValues == 1 && size > kApp1PayloadMax) {
+      ErrorPush(ErrValueTooLarge);
+      ok = 0;
+      break;
+    }
+    const uint8_t* value = entry + 8;
+    if (size > 4) {
+      // The value lies at the offset from the TIFF header; the directory stands baseOffset
+      // behind that header. Only the upper bound is tested: a value may lie before the directory.
+      const int64_t start = int64_t(word) - int64_t(baseOffset);
+      if (start + int64_t(size) > int64_t(remaining)) {
+        ErrorPush(ErrOutOfRange);
+        ok = 0;
+        break;
+      }
+      value = bytes + start;
+    }
+    if (bigEndian && size > 0) {
+      try {
+        swapped.resize(size_t(size));
+      } catch (const std::bad_alloc&) {
+        ErrorPush(ErrNoMemory);
+        ok = 0;
+        break;
+      }
+      if (ExifTypeSize(type) == elementSize)
+        ExifSwapValue(value, swapped.data(), type, count);
+      else
+        std::memcpy(swapped.data(), value, size_t(size));  // a handler's own type: kept as bytes
+      value = swapped.data();
+    }
+    if (!TagListAppend(context, &table->tags, tag, type, count, word, value)) {
+      ok = 0;
+      break;
+    }
+  }
+  table->nextIfdOffset = remaining >= 4 && position <= remaining - 4 ? ExifReadU32(bigEndian, bytes + position) : 0;
+  return ok;
+}
+
+int ExifParseIfdLimited(const ExifContext* context, const uint8_t* bytes, uint32_t remaining, uint32_t baseOffset,
+                        IfdTable* table) {
+  return ExifParseIfd(context, bytes, remaining, baseOffset, table, 1);
+}
+
+namespace {
+
+// Parses the directory at `offset` from the TIFF header into the kind's table; on failure
+// pushes `failure` after the step's own code.
+int ExifParseAt(ExifDocument* document, uint32_t kind, uint32_t offset, int limitValues, uint32_t failure) {
+  if (offset > document->rawSize) {
+    ErrorPush(ErrOutOfRange);
+    ErrorPush(failure);
+    return 0;
+  }
+  document->cursor = document->tiffBase + offset;
+  const uint8_t* directory = document->raw.data() + document->cursor;
+  if (!ExifParseIfd(document, directory, document->rawSize - offset, offset, ExifIfdTable(document, kind),
+                    limitValues)) {
+    ErrorPush(failure);
+    return 0;
+  }
+  return 1;
+}
+
+int ExifParseSteps(ExifDocument* document) {
+  if (document->rawSize < 6 || std::memcmp(document->raw.data(), kExifHeader, 6) != 0) {
+    ErrorPush(ErrNoExif);
+    return 0;
+  }
+  if (document->rawSize < 14) {
+    ErrorPush(ErrOutOfRange);
+    return 0;
+  }
+  if (!ExifReadTiffHeader(document->raw.data() + 6, document)) return 0;
+  document->tiffBase = 6;
+
+  if (!ExifParseAt(document, IfdPrimary, document->firstIfdOffset, 1, ErrIfdPrimary)) return 0;
+  const IfdTable* primary = ExifIfdTable(document, IfdPrimary);
+  if (const TagEntry* pointer = ExifFindInTable(primary, TagExifIfdPointer)) {
+    // Only a document read from a JPEG limits the Exif IFD's values: a NEF's MakerNote may be
+    // larger than a segment could hold.
+    if (!ExifParseAt(document, IfdExif, pointer->U32(0), int(document->sourceKind), ErrIfdExif)) return 0;
+    if (const TagEntry* interop = ExifFindTag(document, IfdExif, TagInteropIfdPointer))
+      if (!ExifParseAt(document, IfdInterop, interop->U32(0), 1, ErrIfdInterop)) return 0;
+  }
+  if (const TagEntry* gps = ExifFindInTable(primary, TagGpsIfdPointer))
+    if (!ExifParseAt(document, IfdGps, gps->U32(0), 1, ErrIfdGps)) return 0;
+  if (primary->nextIfdOffset == 0) return 1;
+  if (!ExifParseAt(document, IfdThumbnail, primary->nextIfdOffset, 1, ErrIfdThumbnail)) return 0;
+
+  const IfdTable* first = ExifIfdTable(document, IfdThumbnail);
+  const uint32_t offset = TagFirstNumber(ExifFindInTable(first, TagThumbnailOffset));
+  const uint32_t size = TagFirstNumber(ExifFindInTable(first, TagThumbnailLength)) & 0xFFFF;
+  document->thumbnailSize = size;
+  if (offset == 0 && size == 0) return 1;
+  if (offset != 0 && size != 0) {
+    if (offset > document->rawSize) {
+      ErrorPush(ErrOutOfRange);
+      return 0;
+    }
+    if (document->rawSize - offset >= size) {
+      document->thumbnail = document->raw.data() + document->tiffBase + offset;
+      return 1;
+    }
+  }
+  ErrorPush(ErrThumbnail);
+  return 0;
+}
+
+}  // namespace
+
+int ExifParse(ExifDocument* document) {
+  if (!document) {
+    ErrorPush(ErrInvalidArgument);
+    return 0;
+  }
+  if (document->parsed) return 1;
+  const int ok = ExifParseSteps(document);
+  document->parsed = 1;
+  return ok;
+}
+
+uint32_t ExifInspect(ExifDocumentPtr& document) {
+  uint32_t error = 0;
+  if (!ExifParse(document.get())) {
+    error = ErrorPop();
+    ErrorPush(error);
+    if (error != ErrThumbnail) {
+      document.reset();
+      return StatusParseFailed;
+    }
+  }
+  const bool nef = document->sourceKind == 2;
+  uint32_t flags = document->sourceKind & (StatusJpeg | StatusNef);
+  if (error == ErrThumbnail || document->tables[SlotThumbnail].tags.empty() || !document->thumbnail)
+    flags |= StatusNoThumbnail;
+  if (!ExifOpenMakerNote(document.get())) {
+    const uint32_t code = ErrorPeek();
+    if (code == ErrMakerNoteParse) return nef ? StatusNef : flags | StatusMakerNoteFailed;
+    // No note, or a note no handler knows: the note travels as an opaque tag.
+    if (code == ErrNoMakerNote || code == ErrMakerNoteUnknown) ErrorPop();
+  } else if (!MakerNoteFamilyEnabled(document.get())) {
+    ExifCloseMakerNote(document.get());
+  }
+  return nef ? StatusNef : flags;
+}
+
+uint32_t ExifCheckFile(const std::string& path, ExifDocumentPtr& out) {
+  out.reset();
+  if (path.empty()) return StatusUnusable;
+  if (!ExifLoadFile(path, out)) {
+    return ErrorPop() == ErrNoExif ? StatusNoExif : StatusUnusable;
+  }
+  return ExifInspect(out);
+}
+
+uint32_t ExifCheckSegment(const uint8_t* bytes, uint32_t size, ExifDocumentPtr& out) {
+  out.reset();
+  if (!bytes) return StatusUnusable;
+  if (!ExifCreateFromSegment(bytes, size, out)) {
+    return ErrorPop() == ErrNoExif ? StatusNoExif : StatusUnusable;
+  }
+  return ExifInspect(out);
+}
+
+uint32_t FileProbe(const std::string& path) {
+  FilePtr file(std::fopen(path.c_str(), "rb"));
+  uint8_t head[8];
+  if (!file || std::fread(head, 1, 8, file.get()) != 8) return FileKindUnreadable;
+  if (head[0] == 0xFF && head[1] == 0xD8) return FileKindJpeg;
+  ExifContext context;
+  if (ExifReadTiffHeader(head, &context)) return FileKindTiff;
+  ErrorPop();
+  return FileKindOther;
+}
+
+uint32_t RawFindEntry(const uint8_t* tiff, uint32_t size, uint32_t ifdOffset, uint16_t tag, uint32_t bigEndian) {
+  if (!tiff || ifdOffset == 0 || size < 2 || ifdOffset > size - 2) return 0;
+  const uint32_t count = ExifReadU16(bigEndian, tiff + ifdOffset);
+  for (uint32_t i = 0; i < count; ++i) {
+    const uint64_t position = uint64_t(ifdOffset) + 2 + 12 * uint64_t(i);
+    if (position + 12 > size) return 0;
+    if (ExifReadU16(bigEndian, tiff + position) == tag) return uint32_t(position);
+  }
+  return 0;
+}
+
+uint32_t RawIfdOffset(const uint8_t* tiff, uint32_t size, uint32_t kind) {
+  ExifContext header;
+  if (!tiff || size < 8 || !ExifReadTiffHeader(tiff, &header)) return 0;
+  const uint32_t be = header.bigEndian;
+  const uint32_t primary = header.firstIfdOffset;
+  auto pointer = [&](uint32_t ifd, uint16_t tag) -> uint32_t {
+    const uint32_t at = RawFindEntry(tiff, size, ifd, tag, be);
+    return at ? ExifReadU32(be, tiff + at + 8) : 0;
+  };
+  switch (kind) {
+    case IfdPrimary:
+      return primary;
+    case IfdThumbnail: {
+      if (primary == 0 || size < 2 || primary > size - 2) return 0;
+      const uint64_t link = uint64_t(primary) + 2 + 12 * uint64_t(ExifReadU16(be, tiff + primary));
+      return link + 4 <= size ? ExifReadU32(be, tiff + link) : 0;
+    }
+    case IfdExif:
+      return pointer(primary, TagExifIfdPointer);
+    case IfdInterop:
+      return pointer(pointer(primary, TagExifIfdPointer), TagInteropIfdPointer);
+    case IfdGps:
+      return pointer(primary, TagGpsIfdPointer);
+    default:
+      return 0;
+  }
+}
+
+int RawReadEntry(const uint8_t* tiff, uint32_t size, uint32_t kind, uint16_t tag, RawEntry* entry) {
+  ExifContext header;
+  if (!tiff || !entry || size < 8 || !ExifReadTiffHeader(tiff, &header)) return 0;
+  const uint32_t at = RawFindEntry(tiff, size, RawIfdOffset(tiff, size, kind), tag, header.bigEndian);
+  if (!at) return 0;
+  entry->tag = tag;
+  entry->type = ExifReadU16(header.bigEndian, tiff + at + 2);
+  entry->count = ExifReadU32(header.bigEndian, tiff + at + 4);
+  entry->valueWord = ExifReadU32(header.bigEndian, tiff + at + 8);
+  entry->position = at;
+  return 1;
+}
