@@ -56,8 +56,7 @@ std::unique_ptr<FileList> FileListCreate();
 // non-zero the whole tree. The list is then sorted and its position set to the first entry.
 // Returns the number of entries; 0 when the scan failed (also for a start path of 257 bytes
 // or more, which is refused); kFileListNoMemory when the list could not grow.
-int FileListScan(FileList& list, const std::string& startPath, const std::string& extension, int flags,
-                 int subfolders);
+int FileListScan(FileList& list, const std::string& startPath, const std::string& extension, int flags, int subfolders);
 
 // The same from a wildcard pattern such as "/photos/roll*/IMG_????.JPG": '*' and '?' on the
 // file name, in one folder, without recursion.

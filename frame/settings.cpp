@@ -7,8 +7,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -121,8 +119,7 @@ std::optional<IniSectionSpan> IniFindSection(const std::vector<IniLine>& lines, 
   return std::nullopt;
 }
 
-std::optional<size_t> IniFindKey(const std::vector<IniLine>& lines, const IniSectionSpan& span,
-                                 std::string_view key) {
+std::optional<size_t> IniFindKey(const std::vector<IniLine>& lines, const IniSectionSpan& span, std::string_view key) {
   for (size_t i = span.header + 1; i < span.end; ++i) {
     const auto name = IniKeyName(lines[i].text);
     if (name && IniSameName(*name, key)) return i;

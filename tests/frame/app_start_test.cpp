@@ -1,10 +1,11 @@
 // Start-up decisions, the remembered window sizes, and the combo histories.
+#include "frame/app_start.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "frame/app_start.h"
 #include "frame/combo_history.h"
 #include "frame/settings.h"
 #include "tests/support/test_support.h"
@@ -47,11 +48,11 @@ TEST(WindowSizeMemory, ParseAndFormat) {
     return size ? std::to_string(size->width) + "x" + std::to_string(size->height) : "none";
   };
   EXPECT_EQ(parsed("028001E0"), "640x480");
-  EXPECT_EQ(parsed("0280 1e0"), "640x480");     // a blank is digit 0, small letters count
-  EXPECT_EQ(parsed("02G0xyz0"), "512x0");       // any other character is 0
-  EXPECT_EQ(parsed("0280"), "640x0");            // short: past the end reads 0
+  EXPECT_EQ(parsed("0280 1e0"), "640x480");  // a blank is digit 0, small letters count
+  EXPECT_EQ(parsed("02G0xyz0"), "512x0");    // any other character is 0
+  EXPECT_EQ(parsed("0280"), "640x0");        // short: past the end reads 0
   EXPECT_EQ(parsed("12"), "4608x0");
-  EXPECT_EQ(parsed("028001E0FF"), "640x480");   // at most eight characters are read
+  EXPECT_EQ(parsed("028001E0FF"), "640x480");  // at most eight characters are read
   EXPECT_EQ(parsed(""), "none");
   EXPECT_EQ(WindowSizeFormat(640, 480), "028001E0");
   EXPECT_EQ(WindowSizeFormat(0x1ABCD, 5), "1ABCD0005");
@@ -64,7 +65,7 @@ TEST(WindowSizeMemory, PlacedOnTheScreen) {
     return std::vector<int>{p.left, p.top, p.width, p.height};
   };
   EXPECT_EQ(place({100, 100, 800, 600}), (std::vector<int>{100, 100, 800, 600}));
-  EXPECT_EQ(place({100, 100, 4000, 3000}), (std::vector<int>{0, 0, 1920, 1080}));   // cut to the screen
+  EXPECT_EQ(place({100, 100, 4000, 3000}), (std::vector<int>{0, 0, 1920, 1080}));    // cut to the screen
   EXPECT_EQ(place({1500, 700, 800, 600}), (std::vector<int>{1120, 480, 800, 600}));  // moved, not cut
   EXPECT_EQ(place({1500, 10, 800, 600}), (std::vector<int>{1120, 10, 800, 600}));
   EXPECT_EQ(place({10, 10, 0, 0}), (std::vector<int>{10, 10, 0, 0}));

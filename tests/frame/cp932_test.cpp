@@ -1,12 +1,12 @@
 // CP932 conversion: the whole table both ways, and the characters that trip naive code.
+#include "frame/cp932.h"
+
 #include <gtest/gtest.h>
 
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include "frame/cp932.h"
 
 namespace {
 
@@ -79,16 +79,19 @@ TEST(Cp932Text, UnmappedAndBrokenInput) {
   bool ok = true;
   EXPECT_EQ(Cp932FromUtf8("a€b", &ok), "a?b");  // EURO SIGN has no CP932 code
   EXPECT_FALSE(ok);
-  EXPECT_EQ(Cp932FromUtf8("a\xFF" "b", &ok), "a?b");
+  EXPECT_EQ(Cp932FromUtf8("a\xFF"
+                          "b",
+                          &ok),
+            "a?b");
   EXPECT_FALSE(ok);
   EXPECT_EQ(Cp932FromUtf8("\xE8\xA1", &ok), "??");  // a cut sequence
   EXPECT_EQ(Cp932FromUtf8("plain", &ok), "plain");
   EXPECT_TRUE(ok);
   EXPECT_EQ(Cp932FromUtf8(std::string("a\0b", 3)), std::string("a\0b", 3));
 
-  EXPECT_EQ(Utf8FromCp932(Bytes({'a', 0x95})), "a\xEF\xBF\xBD");        // cut pair
-  EXPECT_EQ(Utf8FromCp932(Bytes({0x95, '\n'})), "\xEF\xBF\xBD\n");      // no trail: line end kept
-  EXPECT_EQ(Utf8FromCp932(Bytes({0x85, 0x40})), "\xEF\xBF\xBD");        // an undefined pair
+  EXPECT_EQ(Utf8FromCp932(Bytes({'a', 0x95})), "a\xEF\xBF\xBD");    // cut pair
+  EXPECT_EQ(Utf8FromCp932(Bytes({0x95, '\n'})), "\xEF\xBF\xBD\n");  // no trail: line end kept
+  EXPECT_EQ(Utf8FromCp932(Bytes({0x85, 0x40})), "\xEF\xBF\xBD");    // an undefined pair
   EXPECT_EQ(Utf8FromCp932(Bytes({0x80})), "\xEF\xBF\xBD");
 }
 

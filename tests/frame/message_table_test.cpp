@@ -1,10 +1,11 @@
 // The message table through MessageText and MessageFormat.
+#include "frame/message_table.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "frame/cp932.h"
-#include "frame/message_table.h"
 
 namespace {
 
@@ -48,8 +49,7 @@ TEST(MessageTable, TextsAreCp932Bytes) {
 }
 
 TEST(MessageTable, FormatsWithArguments) {
-  EXPECT_EQ(Utf8FromCp932(MessageFormat(75, 36, 35)),
-            "MV-1データ件数[36]とJpegファイル件数[35]が一致しません。\n");
+  EXPECT_EQ(Utf8FromCp932(MessageFormat(75, 36, 35)), "MV-1データ件数[36]とJpegファイル件数[35]が一致しません。\n");
   EXPECT_EQ(Utf8FromCp932(MessageFormat(115, 3, 10)), "3/10");
   const std::string path = Cp932FromUtf8("/写真/表.jpg");
   EXPECT_EQ(Utf8FromCp932(MessageFormat(117, path.c_str())),

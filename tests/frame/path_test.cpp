@@ -1,4 +1,6 @@
 // Path helpers and the folder scan, over a scratch folder.
+#include "frame/path.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -9,7 +11,6 @@
 
 #include "frame/cp932.h"
 #include "frame/file_list.h"
-#include "frame/path.h"
 #include "tests/support/test_support.h"
 
 namespace fs = std::filesystem;
@@ -31,7 +32,7 @@ TEST(PathHelpers, FolderOfCp932PathNeverSplitsAPair) {
   EXPECT_EQ(PathFolderOfCp932("C:\\" + hyo + "\\a.jpg"), "C:\\" + hyo);
   EXPECT_EQ(PathFolderOfCp932("C:\\photo\\" + hyo), "C:\\photo");
   EXPECT_EQ(PathFolderOfCp932("D:\\" + hyo + hyo + "\\"), "D:\\" + hyo + hyo);
-  EXPECT_EQ(PathFolderOfCp932("C:\\a.jpg"), "C:\\");  // a drive root keeps its separator
+  EXPECT_EQ(PathFolderOfCp932("C:\\a.jpg"), "C:\\");         // a drive root keeps its separator
   EXPECT_EQ(PathFolderOfCp932("C:\\photo\\"), "C:\\photo");  // a deeper folder loses it
   EXPECT_EQ(PathFolderOfCp932("/photo/" + hyo), "/photo");
   EXPECT_EQ(PathFolderOfCp932("/" + hyo), "/");

@@ -1,4 +1,6 @@
 // The settings store against ini files in the Windows profile form.
+#include "frame/settings.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -7,7 +9,6 @@
 #include <sstream>
 #include <string>
 
-#include "frame/settings.h"
 #include "frame/settings_path.h"
 #include "tests/support/test_support.h"
 
@@ -54,7 +55,7 @@ TEST_F(SettingsStore, ReadsTheWindowsForm) {
       "[ OPTION ]\r\n"
       "DEBUGTIME=1\r\n"
       "[SIZE]\r\n"
-      "SIZE02=028001E0");  // no final line end
+      "SIZE02=028001E0");                      // no final line end
   EXPECT_EQ(Get("OPTION", "FIRSTVIEW"), "4");  // the first of duplicated keys
   EXPECT_EQ(Get("option", "softname"), "Tavexon 0.9");
   EXPECT_EQ(Get("OPTION", "EXTEND"), "quoted text");
@@ -113,9 +114,9 @@ TEST_F(SettingsStore, WriteKeepsEveryOtherLine) {
             "\n"
             "[FILE]\r\n"
             "SIZE=5");
-  ASSERT_EQ(SettingsPutString("OPTION", "DETAIL", "1"), 1);   // new key: after the last key
-  ASSERT_EQ(SettingsPutString("FILE", "PERCENT", "50"), 1);   // last line gains its line end
-  ASSERT_EQ(SettingsPutUInt("SIZE", "SIZE02", 7), 1);         // new section at the end
+  ASSERT_EQ(SettingsPutString("OPTION", "DETAIL", "1"), 1);  // new key: after the last key
+  ASSERT_EQ(SettingsPutString("FILE", "PERCENT", "50"), 1);  // last line gains its line end
+  ASSERT_EQ(SettingsPutUInt("SIZE", "SIZE02", 7), 1);        // new section at the end
   EXPECT_EQ(ReadText(Ini()),
             "; comment\n"
             "[OPTION]\n"
