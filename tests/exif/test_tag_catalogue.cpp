@@ -1,0 +1,137 @@
+// The tag catalogue: the shape of the five tables, the lookups by kind, the structural tags
+// and the forwarding of MakerNote kinds to the open handler.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "exif/exif_document.h"
+#include "exif/makernote_handler.h"
+#include "exif/tag_catalogue.h"
+#include "frame/cp932.h"
+
+namespace {
+
+std::string Utf8(const char* cp932) { return cp932 ? Utf8FromCp932(cp932) : std::string("(null)"); }
+
+TEST(TagCatalogue, TablesHaveTheirRowCountsAndEndRows) {
+  const uint32_t expected[] = {0, 32, 30, 55, 2, 27};
+  for (uint32_t kind = IfdPrimary; kind <= IfdGps; ++kind) {
+    const TagDefinition* table = TagCatalogueTable(nullptr, kind);
+    ASSERT_NE(table, nullptr) << kind;
+    EXPECT_EQ(TagCatalogueCount(table), expected[kind]) << kind;
+    for (uint32_t i = 0; i < expected[kind]; ++i) {
+      EXPECT_NE(table[i].tagName, nullptr);
+      EXPECT_NE(ExifTypeSize(table[i].type), 0u) << "row " << i << " of kind " << kind;
+    }
+  }
+  EXPECT_EQ(TagCatalogueTable(nullptr, 0), nullptr);
+  EXPECT_EQ(TagCatalogueTable(nullptr, 6), nullptr);
+  EXPECT_EQ(TagCatalogueTable(nullptr, 300), nullptr);
+}
+
+TEST(TagCatalogue, FirstIfdIsTheZerothWithoutPointersAndWithHalfWidthLength) {
+  const TagDefinition* primary = TagCatalogueTable(nullptr, IfdPrimary);
+  const TagDefinition* thumbnail = TagCatalogueTable(nullptr, IfdThumbnail);
+  for (uint32_t i = 0; i < 30; ++i) {
+    EXPECT_EQ(thumbnail[i].tag, primary[i].tag);
+    EXPECT_EQ(thumbnail[i].type, primary[i].type);
+    EXPECT_EQ(thumbnail[i].count, primary[i].count);
+    EXPECT_STREQ(thumbnail[i].tagName, primary[i].tagName);
+    if (primary[i].tag != TagThumbnailLength) {
+      EXPECT_STREQ(thumbnail[i].displayName, primary[i].displayName);
+    }
+  }
+  EXPECT_EQ(TagCatalogueFind(thumbnail, TagExifIfdPointer), nullptr);
+  EXPECT_EQ(TagCatalogueFind(thumbnail, TagGpsIfdPointer), nullptr);
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, IfdPrimary, 514)), "JPEGデータのﾊﾞｲﾄ数");
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, IfdThumbnail, 514)), "JPEGﾃﾞｰﾀのﾊﾞｲﾄ数");
+}
+
+TEST(TagCatalogue, NamesAreLookedUpByKindAndKeepTheirSpelling) {
+  EXPECT_STREQ(TagExifName(nullptr, IfdPrimary, 271), "Maker");
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, IfdPrimary, 271)), "画像入力機器ﾒｰｶｰ名");
+  // Tag 1 means different things in the GPS and the Interoperability tables.
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, IfdGps, 1)), "北緯(N)or 南緯(S)");
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, IfdInterop, 1)), "互換性識別子");
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, IfdExif, 37381)), "ﾚﾝｽﾞ開放Ｆ値");
+  // Display names are CP932: a half-width kana is one byte.
+  EXPECT_EQ(std::strlen(TagDisplayName(nullptr, IfdExif, 37385)), 5u);
+  // A tag no row describes.
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, IfdExif, 305)), "不明");
+  EXPECT_EQ(TagExifName(nullptr, IfdExif, 305), nullptr);
+  EXPECT_EQ(Utf8(TagDisplayName(nullptr, 6, 1)), "不明");
+}
+
+TEST(TagCatalogue, OnlyTheSixStructuralTagsAreProtected) {
+  EXPECT_EQ(TagIsEditable(nullptr, IfdPrimary, TagExifIfdPointer), 0);
+  EXPECT_EQ(TagIsEditable(nullptr, IfdPrimary, TagGpsIfdPointer), 0);
+  EXPECT_EQ(TagIsEditable(nullptr, IfdThumbnail, TagThumbnailOffset), 0);
+  EXPECT_EQ(TagIsEditable(nullptr, IfdThumbnail, TagThumbnailLength), 0);
+  EXPECT_EQ(TagIsEditable(nullptr, IfdExif, TagMakerNote), 0);
+  EXPECT_EQ(TagIsEditable(nullptr, IfdExif, TagInteropIfdPointer), 0);
+  // The same numbers where they hold no offset, and tags of no row.
+  EXPECT_EQ(TagIsEditable(nullptr, IfdPrimary, TagThumbnailOffset), 1);
+  EXPECT_EQ(TagIsEditable(nullptr, IfdExif, 305), 1);
+  EXPECT_EQ(TagIsEditable(nullptr, IfdGps, TagMakerNote), 1);
+  EXPECT_EQ(TagIsEditable(nullptr, 300, 1), 0);
+}
+
+TEST(TagCatalogue, TableAndTypeNames) {
+  const IfdName* names = IfdDisplayNameTable();
+  const int32_t order[] = {1, 3, 257, 258, 259, 4, 5, 2, -1};
+  for (size_t i = 0; i < std::size(order); ++i) EXPECT_EQ(names[i].kind, order[i]) << i;
+  EXPECT_EQ(Utf8(IfdDisplayName(IfdInterop)), "Interoperabiliy");
+  EXPECT_EQ(Utf8(IfdDisplayName(IfdThumbnail)), "Thumbnail(1st IFD)");
+  EXPECT_EQ(IfdDisplayName(6), nullptr);
+
+  EXPECT_STREQ(ExifTypeName(TypeSRational), "SRATIONAL");
+  EXPECT_STREQ(ExifTypeName(TypeUndefined), "UNDEFINED");
+  EXPECT_EQ(Utf8(ExifTypeName(TypeSignedByte)), "不明");
+  EXPECT_EQ(Utf8(ExifTypeName(11)), "不明");
+  EXPECT_EQ(Utf8(ExifTypeName(0)), "不明");
+}
+
+// A handler of one family whose catalogue has one row, for the forwarding by kind.
+constexpr TagDefinition kNoteRows[] = {{7, TypeAscii, 0, "ﾃｽﾄ", "NoteTest"}, {0, 0, 0, nullptr, nullptr}};
+
+const TagDefinition* NoteCatalogue(uint32_t table) { return table == 257 ? kNoteRows : nullptr; }
+const char* NoteTagName(uint32_t table, uint16_t tag) {
+  return table == 257 ? TagRowDisplayName(TagCatalogueFind(kNoteRows, tag)) : Cp932Text("不明");
+}
+intptr_t NoteControl(MakerNoteContext*, uint32_t code, intptr_t table, intptr_t tag) {
+  return code == MnTagEditable && !(table == 257 && tag == 7) ? 1 : 0;
+}
+
+ExifDocumentPtr DocumentWithNote(uint32_t family) {
+  ExifDocumentPtr document;
+  EXPECT_EQ(ExifCreateEmpty(document), 1);
+  auto handler = std::make_unique<MakerNoteHandler>();
+  handler->family = family;
+  handler->Catalogue = NoteCatalogue;
+  handler->TagName = NoteTagName;
+  handler->Control = NoteControl;
+  document->makerNote.reset(handler.release());
+  return document;
+}
+
+TEST(TagCatalogue, MakerNoteKindsAskTheOpenHandler) {
+  ExifDocumentPtr document = DocumentWithNote(FamilyNikon);
+  EXPECT_EQ(TagCatalogueTable(document.get(), 257), kNoteRows);
+  EXPECT_EQ(TagCatalogueTable(document.get(), FamilyNikon | 257), kNoteRows);
+  EXPECT_EQ(TagCatalogueTable(document.get(), FamilyCanon | 257), nullptr);
+  EXPECT_EQ(Utf8(TagDisplayName(document.get(), 257, 7)), "ﾃｽﾄ");
+  EXPECT_EQ(Utf8(TagDisplayName(document.get(), FamilyCanon | 257, 7)), "不明");
+  EXPECT_STREQ(TagExifName(document.get(), 257, 7), "NoteTest");
+  EXPECT_EQ(TagIsEditable(document.get(), 257, 7), 0);
+  EXPECT_EQ(TagIsEditable(document.get(), 257, 8), 1);
+
+  ExifDocumentPtr plain;
+  ASSERT_EQ(ExifCreateEmpty(plain), 1);
+  EXPECT_EQ(TagCatalogueTable(plain.get(), 257), nullptr);
+  EXPECT_EQ(Utf8(TagDisplayName(plain.get(), 257, 7)), "不明");
+  EXPECT_EQ(TagIsEditable(plain.get(), 257, 8), 0);
+}
+
+}  // namespace
