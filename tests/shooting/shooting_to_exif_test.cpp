@@ -6,6 +6,7 @@
 #include "frame/settings.h"
 #include "shooting/shooting_fields.h"
 #include "shooting/shooting_to_exif.h"
+#include "shooting/shooting_to_makernote.h"
 #include "tests/shooting/shooting_test_data.h"
 #include "tests/support/test_support.h"
 
@@ -170,6 +171,42 @@ TEST_F(ShootingToExif, QueuedOnTheExifTable) {
   // Tables stay untouched until the save.
   EXPECT_EQ(ExifTagCount(document.get(), IfdExif), 0);
   EXPECT_EQ(ShootingRecordToExif(file.get(), 1, document.get()), 0);
+}
+
+}  // namespace
+
+namespace {
+
+// Every frame of every sample converts; the real film's first frame reads as its camera wrote it.
+TEST(ShootingSamples, EveryFrameConverts) {
+  TAVEXON_REQUIRE_SHARED("samples/mv1");
+  const std::vector<std::pair<std::string, uint32_t>> samples{
+      {"real/f6-detailed-film032-36frames.txt", 0}, {"real/f6-detailed-film022-3frames.txt", 0},
+      {"synthetic/f6-detailed.csv", 0},             {"synthetic/f6-simple.csv", 1},
+      {"synthetic/f5-a.csv", 2},                    {"synthetic/f5-b.csv", 3},
+      {"synthetic/f5-c.csv", 4},                    {"synthetic/f5-d.csv", 5},
+      {"synthetic/f100-detailed.csv", 6},           {"synthetic/f100-simple.csv", 7}};
+  for (const auto& [name, dataType] : samples) {
+    SCOPED_TRACE(name);
+    CameraDataFilePtr file = CameraDataFileCreate((testsupport::SharedSub("samples/mv1") / name).string().c_str());
+    ASSERT_TRUE(file);
+    ASSERT_EQ(CameraDataFileRead(file.get(), dataType), 1);
+    for (uint32_t frame = 0; frame < CameraDataFileFrameCount(file.get()); ++frame) {
+      TagList exif;
+      TagList maker;
+      ASSERT_EQ(ShootingRecordToExif(file.get(), frame, &exif), 1);
+      ASSERT_EQ(ShootingRecordToMakerNote(file.get(), frame, &maker), 1);
+      EXPECT_NE(FindEntry(exif, 34855), nullptr);
+      EXPECT_NE(FindEntry(maker, 2), nullptr);
+    }
+  }
+  CameraDataFilePtr real = CameraDataFileCreate(
+      (testsupport::SharedSub("samples/mv1") / "real/f6-detailed-film032-36frames.txt").string().c_str());
+  ASSERT_EQ(CameraDataFileRead(real.get(), 0), 1);
+  TagList exif;
+  ASSERT_EQ(ShootingRecordToExif(real.get(), 0, &exif), 1);
+  EXPECT_EQ(EntryText(*FindEntry(exif, 36867)).substr(0, 16), "2026:06:08 07:00");
+  EXPECT_EQ(FindEntry(exif, 33437)->U32(0), 11u);
 }
 
 }  // namespace
