@@ -3,13 +3,14 @@
 #include <array>
 
 #include "makernote/makernote_recognise.h"
+#include "makernote/nikon.h"
 
 namespace {
 
 // One row per family, in the order the recognisers run. Canon comes last because its test
 // looks only at the note's tail, which a note of another family could match by chance.
 constexpr std::array<MakerNoteFamilyRow, 8> kFamilies{{
-    {FamilyNikon, "Nikon", 1, MakerNoteRecogniseNikon, nullptr},
+    {FamilyNikon, "Nikon", 1, MakerNoteRecogniseNikon, MakerNoteNikonOperations},
     {FamilyPentax, "Pentax", 2, MakerNoteRecognisePentax, nullptr},
     {FamilyFujifilm, "FUJFILM", 3, MakerNoteRecogniseFujifilm, nullptr},
     {FamilySony, "SONY", 4, MakerNoteRecogniseSony, nullptr},

@@ -1,0 +1,89 @@
+// The Nikon MakerNote: the one family Tavexon always reads and the one it can make from nothing.
+//
+// The note carries its own TIFF header at note offset 10 ("Nikon", 0, then 2, 0 or 16, 0, 0) and
+// three tables: 257 the main directory, 258 the thumbnail directory holding a JPEG preview, and
+// 259 the scanner directory. Every offset inside is relative to that embedded header, so the
+// note may move freely inside the Exif and never needs relocating.
+//
+// Operations return 1 or 0 and leave a code on the error stack (frame/error_stack.h), as the
+// rest of the engine does.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "exif/exif_document.h"
+#include "exif/makernote_handler.h"
+
+// The handler's own error codes.
+enum NikonError : uint32_t {
+  ErrNikonParse = 817,  // the note could not be read: too short, no TIFF header, a directory failed
+  ErrNikonBuild = 820,  // a directory could not be written, mostly for want of room
+};
+
+// Table numbers, the low half of a MakerNote IfdKind.
+constexpr uint32_t NikonMainTable = 257;
+constexpr uint32_t NikonThumbnailTable = 258;
+constexpr uint32_t NikonScannerTable = 259;
+// The kinds that address them on a document with a Nikon note open.
+constexpr uint32_t kNikonMainKind = FamilyNikon | NikonMainTable;
+constexpr uint32_t kNikonThumbnailKind = FamilyNikon | NikonThumbnailTable;
+constexpr uint32_t kNikonScannerKind = FamilyNikon | NikonScannerTable;
+
+// Tags with a structural meaning in the note.
+enum NikonTag : uint16_t {
+  NikonTagVersion = 1,
+  NikonTagThumbnailIfd = 17,    // LONG 1: offset of table 258
+  NikonTagLensType = 131,       // BYTE: VR, G, D and S bits
+  NikonTagLens = 132,           // RATIONAL 4: focal lengths and widest apertures
+  NikonTagScannerIfd = 3600,    // LONG 1: offset of table 259
+  NikonTagCompression = 259,    // table 258
+  NikonTagPreviewOffset = 513,  // table 258
+  NikonTagPreviewLength = 514,  // table 258
+};
+
+// The largest preview the note is meant to hold: 640 by 480.
+constexpr uint32_t kNikonPreviewLimit = (640u << 16) | 480u;
+
+// The family's context. It begins with the ExifContext fields through MakerNoteContext, so that
+// the list and writer operations of the engine work on it directly.
+struct NikonContext : MakerNoteContext {
+  std::vector<uint8_t> preview;  // owned copy of the JPEG preview; empty when none is held
+  IfdTable mainTable;
+  IfdTable thumbnailTable;
+  IfdTable scannerTable;
+  uint32_t needsRebuild = 0;  // the pointers reach past the tag's count, or a parse broke off
+};
+
+// Fills the eleven operations of a handler record with the Nikon ones.
+void MakerNoteNikonOperations(MakerNoteHandler* handler);
+
+// The eleven operations.
+MakerNoteContext* NikonCreate();
+void NikonDestroy(MakerNoteContext* context);
+int NikonBuild(MakerNoteContext* context, uint8_t* output, uint32_t room, uint32_t* size);
+int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segmentSize, uint32_t offsetBias,
+               const TagEntry* noteTag);
+int NikonPutTag(MakerNoteContext* context, uint32_t table, uint16_t tag, uint16_t type, uint32_t count,
+                const void* value);
+int NikonDeleteTag(MakerNoteContext* context, uint32_t table, uint16_t tag);
+IfdTable* NikonTable(MakerNoteContext* context, uint32_t table);
+int NikonFormatValue(const TagEntry* entry, uint32_t table, char* text, uint32_t room);
+const char* NikonTagName(uint32_t table, uint16_t tag);
+const TagDefinition* NikonCatalogue(uint32_t table);
+intptr_t NikonControl(MakerNoteContext* context, uint32_t code, intptr_t first, intptr_t second);
+
+// Whether the bytes of tag 37500 start a Nikon note: the note's measured extent (see
+// NikonNoteExtent) when one of the two header forms stands at its start with at least 10 bytes
+// to the segment's end, else 0.
+uint32_t NikonNoteRecognise(const uint8_t* segment, const TagEntry* noteTag, uint32_t segmentSize);
+
+// How far the note's own pointers reach, from its first byte: the larger of `declared` and the
+// end of the farthest directory, value or preview. `limit` is what may be read from `note`; a
+// pointer beyond it leaves the answer at `declared`.
+uint32_t NikonNoteExtent(const uint8_t* note, uint32_t declared, uint32_t limit);
+
+// The lens text of kind 264: tag 132 as text, with "VR " before it and " G", " D" or " S" behind
+// it by the bits of tag 131 when that tag exists. Returns 1 when a text was made (tag 132
+// exists), else 0 with `text` empty. CP932, bounded by room and always terminated.
+int NikonLensText(const IfdTable* mainTable, char* text, uint32_t room);

@@ -1,0 +1,255 @@
+// The Nikon notes of the camera corpus: read as ExifTool reads them, rebuilt so that ExifTool and
+// Exiv2 read them as before.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <sstream>
+
+#include "exif/value_format.h"
+#include "frame/cp932.h"
+#include "frame/error_stack.h"
+#include "makernote/makernote_save.h"
+#include "tests/makernote/test_nikon_support.h"
+
+using namespace nikontest;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Our reading of one entry in ExifTool's -n form: text trimmed of trailing blanks, numbers
+// joined by blanks.
+std::string PlainValue(const TagEntry& entry) {
+  std::ostringstream out;
+  switch (entry.type) {
+    case TypeUndefined:
+      // ExifTool shows nothing for zero bytes (the D90's ISO of tag 2).
+      if (std::all_of(entry.Data(), entry.Data() + entry.count, [](uint8_t b) { return b == 0; })) return "";
+      // A version of four bytes reads as its characters, or as digits where the camera stored numbers.
+      for (uint32_t i = 0; i < entry.count; ++i) {
+        const uint8_t byte = entry.Data()[i];
+        out << (byte >= 0x20 && byte < 0x7F ? std::string(1, char(byte)) : std::to_string(byte));
+      }
+      return out.str();
+    case TypeAscii: {
+      std::string text(reinterpret_cast<const char*>(entry.Data()));
+      while (!text.empty() && text.back() == ' ') text.pop_back();
+      return text;
+    }
+    case TypeByte:
+      for (uint32_t i = 0; i < entry.count; ++i) out << (i ? " " : "") << int(entry.Data()[i]);
+      return out.str();
+    case TypeShort:
+      for (uint32_t i = 0; i < entry.count; ++i) out << (i ? " " : "") << entry.U16(i);
+      return out.str();
+    case TypeRational:
+      for (uint32_t i = 0; i < entry.count; ++i)
+        out << (i ? " " : "") << (entry.U32(2 * i + 1) ? double(entry.U32(2 * i)) / entry.U32(2 * i + 1) : 0.0);
+      return out.str();
+    default:
+      return "?";
+  }
+}
+
+// Compares two readings number by number where both are numbers.
+bool SameReading(const std::string& ours, const std::string& theirs) {
+  std::istringstream a(ours), b(theirs);
+  std::string x, y;
+  while (true) {
+    const bool moreA = bool(a >> x), moreB = bool(b >> y);
+    if (moreA != moreB) return false;
+    if (!moreA) return true;
+    char* endX = nullptr;
+    char* endY = nullptr;
+    const double dx = std::strtod(x.c_str(), &endX), dy = std::strtod(y.c_str(), &endY);
+    if (*endX == 0 && *endY == 0) {
+      if (std::fabs(dx - dy) > 1e-6 * std::max(1.0, std::fabs(dy))) return false;
+    } else if (x != y) {
+      return false;
+    }
+  }
+}
+
+// Tags of table 257 compared with ExifTool, by ExifTool's name.
+struct NamedTag {
+  uint16_t tag;
+  const char* exifToolName;
+};
+constexpr NamedTag kCompared[] = {
+    {1, "MakerNoteVersion"}, {2, "ISO"},        {4, "Quality"},    {5, "WhiteBalance"}, {7, "FocusMode"},
+    {8, "FlashSetting"},     {9, "FlashType"},  {19, "ISOSetting"}, {131, "LensType"}, {132, "Lens"},
+    {135, "FlashMode"},
+};
+
+}  // namespace
+
+TEST(NikonCorpus, EveryNoteParsesAndAgreesWithExifTool) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers/nikon");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool not installed";
+  int nikonNotes = 0;
+  for (const fs::path& file : NikonFiles()) {
+    SCOPED_TRACE(file.filename().string());
+    uint32_t status = 0;
+    ExifDocumentPtr document = OpenDocument(file, &status);
+    ASSERT_TRUE(document) << "status " << status;
+    EXPECT_EQ(status & StatusMakerNoteFailed, 0u);
+    NikonContext* nikon = Nikon(document.get());
+    if (file.filename().string().find("coolscan") != std::string::npos) {
+      // A scanner note without the "Nikon" header is no Nikon note for Tavexon: it stays bytes.
+      EXPECT_EQ(nikon, nullptr);
+      continue;
+    }
+    ASSERT_NE(nikon, nullptr);
+    ++nikonNotes;
+    EXPECT_EQ(ExifMakerNoteControl(document.get(), MnIsEditable, 0, 0), 1);
+    // Two notes reach past their count: an empty scanner directory's link (P6000), and a preview
+    // that Capture NX left behind the note (D70s). Both must be rebuilt to be saved.
+    const std::string name = file.filename().string();
+    const bool reachesPast = name == "exifpy_DSCN0010.jpg" || name == "mei_Issue_247-1.nef";
+    EXPECT_EQ(ExifMakerNoteControl(document.get(), MnNeedsRebuild, 0, 0), reachesPast ? 1 : 0);
+    const auto theirs = ExifToolTags(file, "-Nikon:all", true);
+    for (const NamedTag& named : kCompared) {
+      const TagEntry* entry = ExifFindTag(document.get(), kNikonMainKind, named.tag);
+      char key[64];
+      std::snprintf(key, sizeof key, "0x%04x %s", named.tag, named.exifToolName);
+      const auto it = theirs.find(key);
+      const std::string theirValue = it != theirs.end() ? it->second : "";
+      // ExifTool leaves out some empty values (the D90's ISO of zero bytes).
+      EXPECT_EQ(entry != nullptr, it != theirs.end() || (entry && PlainValue(*entry).empty())) << key;
+      if (!entry) continue;
+      EXPECT_TRUE(SameReading(PlainValue(*entry), theirValue))
+          << key << ": ours '" << PlainValue(*entry) << "' ExifTool '" << theirValue << "'";
+    }
+  }
+  EXPECT_EQ(nikonNotes, 8);
+}
+
+TEST(NikonCorpus, HeldPreviewIsTheOneExifToolExtracts) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers/nikon");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool not installed";
+  int previews = 0;
+  for (const fs::path& file : NikonFiles()) {
+    SCOPED_TRACE(file.filename().string());
+    ExifDocumentPtr document = OpenDocument(file);
+    if (!Nikon(document.get())) continue;
+    const uint8_t* bytes = nullptr;
+    uint32_t size = 0;
+    const intptr_t held = ExifMakerNoteControl(document.get(), MnGetPreview, reinterpret_cast<intptr_t>(&bytes),
+                                               reinterpret_cast<intptr_t>(&size));
+    const std::vector<unsigned char> theirs = ExifToolPreview(file);
+    if (!held) continue;
+    ++previews;
+    ASSERT_NE(bytes, nullptr);
+    ASSERT_EQ(theirs.size(), size);
+    EXPECT_TRUE(std::equal(theirs.begin(), theirs.end(), bytes));
+  }
+  // The D70 and its NEF hold a dummy text where the preview should stand: no JPEG, no preview.
+  EXPECT_EQ(previews, 4);
+}
+
+// The NEF of the corpus had its image data stripped, and its note's preview replaced by a text:
+// the preview is dropped in silence and its tags stay. Given a JPEG there again, the preview is
+// what the note holds.
+TEST(NikonCorpus, NefPreviewIsReadThroughTheNote) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers/nikon/exiftool_Nikon.nef");
+  const fs::path file = testsupport::SharedSub("corpus/makers/nikon/exiftool_Nikon.nef");
+  uint32_t status = 0;
+  ExifDocumentPtr stripped = OpenDocument(file, &status);
+  ASSERT_TRUE(stripped);
+  EXPECT_EQ(status, uint32_t(StatusNef));
+  EXPECT_EQ(ExifMakerNoteControl(stripped.get(), MnGetPreview, 0, 0), 0);
+  const TagEntry* start = ExifFindTag(stripped.get(), kNikonThumbnailKind, NikonTagPreviewOffset);
+  const TagEntry* length = ExifFindTag(stripped.get(), kNikonThumbnailKind, NikonTagPreviewLength);
+  ASSERT_NE(start, nullptr);
+  ASSERT_NE(length, nullptr);
+  EXPECT_EQ(start->U32(0), 4204u);  // as ExifTool reads it, from the note's TIFF header
+  EXPECT_EQ(length->U32(0), 26u);
+
+  const TagEntry* note = ExifFindTag(stripped.get(), IfdExif, TagMakerNote);
+  ASSERT_NE(note, nullptr);
+  std::vector<unsigned char> bytes = testsupport::ReadBytes(file);
+  const size_t previewAt = note->sourceWord + 10 + start->U32(0);
+  ASSERT_LE(previewAt + 26, bytes.size());
+  std::vector<unsigned char> preview(26, 0x11);
+  preview[0] = 0xFF;
+  preview[1] = 0xD8;
+  preview[24] = 0xFF;
+  preview[25] = 0xD9;
+  std::copy(preview.begin(), preview.end(), bytes.begin() + previewAt);
+  testsupport::ScratchDir scratch;
+  testsupport::WriteBytes(scratch / "restored.NEF", bytes);
+
+  ExifDocumentPtr restored = OpenDocument(scratch / "restored.NEF", &status);
+  ASSERT_TRUE(restored);
+  EXPECT_EQ(status, uint32_t(StatusNef));
+  const uint8_t* held = nullptr;
+  uint32_t size = 0;
+  ASSERT_EQ(ExifMakerNoteControl(restored.get(), MnGetPreview, reinterpret_cast<intptr_t>(&held),
+                                 reinterpret_cast<intptr_t>(&size)),
+            1);
+  ASSERT_EQ(size, 26u);
+  EXPECT_TRUE(std::equal(preview.begin(), preview.end(), held));
+}
+
+// A rebuild through the save path: the note is rebuilt from its tables with one edit, and both
+// independent readers read every Nikon tag as before, apart from the edit.
+TEST(NikonCorpus, RebuiltNoteReadsAsBeforeInExifToolAndExiv2) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers/nikon");
+  const bool haveExiv2 = testsupport::HaveProgram("exiv2");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool not installed";
+  testsupport::ScratchDir scratch;
+  int rebuilt = 0;
+  for (const fs::path& file : NikonFiles()) {
+    SCOPED_TRACE(file.filename().string());
+    ExifDocumentPtr document = OpenDocument(file);
+    if (!Nikon(document.get()) || ExifSourceKind(document.get()) != 1) continue;  // a NEF is read only
+    const fs::path copy = scratch / file.filename().string();
+    fs::copy_file(file, copy);
+    const fs::path saved = scratch / ("saved_" + file.filename().string());
+
+    // The edit: the quality text of table 257.
+    const char quality[] = "TAVEXON";
+    ASSERT_EQ(document->makerNote->PutTag(document->makerNote->context, NikonMainTable, 4, TypeAscii,
+                                          sizeof quality, quality),
+              1);
+    ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, 0), SaveWritten)
+        << "error " << ErrorPeek();
+
+    auto before = ExifToolTags(copy, "-MakerNotes:all");
+    auto after = ExifToolTags(saved, "-MakerNotes:all");
+    EXPECT_EQ(after["Quality"], "TAVEXON");
+    // The edit, and the one pointer ExifTool shows, which moves with the new layout.
+    for (const char* name : {"Quality", "PreviewImageStart"}) {
+      before.erase(name);
+      after.erase(name);
+    }
+    for (const auto& [name, value] : before)
+      EXPECT_EQ(after[name], value) << name;
+    for (const auto& [name, value] : after)
+      EXPECT_TRUE(before.count(name)) << name << " is new: " << value;
+    EXPECT_EQ(ExifToolPreview(copy), ExifToolPreview(saved));
+
+    if (haveExiv2) {
+      const std::string command = "exiv2 -q -Pkv -g Exif.Nikon -g Exif.NikonPreview ";
+      std::string oldLines = testsupport::RunCommand(command + testsupport::ShellQuote(copy.string()) + " 2>&1");
+      std::string newLines = testsupport::RunCommand(command + testsupport::ShellQuote(saved.string()) + " 2>&1");
+      // Without the edit and the pointers, which move with the new layout. An empty scanner
+      // directory is not written again, so its pointer goes too.
+      auto withoutQuality = [](const std::string& text) {
+        std::istringstream in(text);
+        std::string line, kept;
+        while (std::getline(in, line)) {
+          bool moved = false;
+          for (const char* key : {"Nikon3.Quality ", "Nikon3.Preview ", "NikonPreview.JPEGInterchangeFormat ",
+                                  "Nikon3.ScanIFD "})
+            moved = moved || line.find(key) != std::string::npos;
+          if (!moved) kept += line + "\n";
+        }
+        return kept;
+      };
+      EXPECT_EQ(withoutQuality(oldLines), withoutQuality(newLines));
+    }
+    ++rebuilt;
+  }
+  EXPECT_GE(rebuilt, 6);
+}

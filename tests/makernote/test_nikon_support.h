@@ -1,0 +1,94 @@
+// Helpers of the Nikon note tests: documents of the corpus files, and the readings of the
+// independent readers to compare them with.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "exif/exif_document.h"
+#include "exif/exif_reader.h"
+#include "exif/makernote_handler.h"
+#include "makernote/makernote_install.h"
+#include "makernote/nikon.h"
+#include "tests/support/test_support.h"
+
+namespace nikontest {
+
+// The Nikon files of the corpus, the NEF included.
+inline std::vector<std::filesystem::path> NikonFiles() {
+  return testsupport::FilesUnder(testsupport::SharedSub("corpus/makers/nikon"));
+}
+
+// Reads a file with its MakerNote handler open, as every view does.
+inline ExifDocumentPtr OpenDocument(const std::filesystem::path& file, uint32_t* status = nullptr) {
+  MakerNoteInstall();
+  ExifDocumentPtr document;
+  const uint32_t flags = ExifCheckFile(file.string(), document);
+  if (status) *status = flags;
+  return document;
+}
+
+inline NikonContext* Nikon(ExifDocument* document) {
+  if (!document || ExifMakerNoteFamily(document) != FamilyNikon) return nullptr;
+  return dynamic_cast<NikonContext*>(document->makerNote->context);
+}
+
+// "Name: value" lines of `exiftool -n -S` for the given tag selection, as a map; withIds puts
+// the tag's number before its name ("0x0002 ISO").
+inline std::map<std::string, std::string> ExifToolTags(const std::filesystem::path& file,
+                                                       const std::string& selection, bool withIds = false) {
+  const std::string out = testsupport::RunCommand(std::string("exiftool -a -n -S ") + (withIds ? "-H " : "") +
+                                                  selection + " " +
+                                                  testsupport::ShellQuote(file.string()) + " 2>/dev/null");
+  std::map<std::string, std::string> tags;
+  size_t at = 0;
+  while (at < out.size()) {
+    size_t end = out.find('\n', at);
+    if (end == std::string::npos) end = out.size();
+    const std::string line = out.substr(at, end - at);
+    const size_t colon = line.find(": ");
+    // The first reading of a name wins: the main table comes before the sub-tables that reuse
+    // its names (the D90's ISO of its ISO info block, for one).
+    if (colon != std::string::npos) tags.emplace(line.substr(0, colon), line.substr(colon + 2));
+    at = end + 1;
+  }
+  return tags;
+}
+
+// The preview ExifTool extracts from a file, or empty.
+inline std::vector<unsigned char> ExifToolPreview(const std::filesystem::path& file) {
+  const std::string out = testsupport::RunCommand("exiftool -b -PreviewImage " +
+                                                  testsupport::ShellQuote(file.string()) + " 2>/dev/null");
+  return std::vector<unsigned char>(out.begin(), out.end());
+}
+
+// A payload "Exif\0\0" + note, and the tag 37500 that points at the note's first byte.
+struct NoteSegment {
+  std::vector<uint8_t> bytes;
+  TagEntry tag;
+};
+inline NoteSegment SegmentOf(const std::vector<uint8_t>& note, uint32_t count) {
+  NoteSegment segment;
+  segment.bytes = {'E', 'x', 'i', 'f', 0, 0};
+  segment.bytes.insert(segment.bytes.end(), note.begin(), note.end());
+  segment.tag.tag = TagMakerNote;
+  segment.tag.type = TypeUndefined;
+  segment.tag.count = count;
+  segment.tag.sourceWord = 0;
+  segment.tag.value.assign(4, 0);
+  return segment;
+}
+
+// A context owned by the test.
+struct ContextDeleter {
+  void operator()(MakerNoteContext* context) const { NikonDestroy(context); }
+};
+using ContextPtr = std::unique_ptr<MakerNoteContext, ContextDeleter>;
+inline NikonContext* AsNikon(const ContextPtr& context) { return dynamic_cast<NikonContext*>(context.get()); }
+
+}  // namespace nikontest
