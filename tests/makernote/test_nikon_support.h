@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -74,8 +75,10 @@ struct NoteSegment {
 };
 inline NoteSegment SegmentOf(const std::vector<uint8_t>& note, uint32_t count) {
   NoteSegment segment;
-  segment.bytes = {'E', 'x', 'i', 'f', 0, 0};
-  segment.bytes.insert(segment.bytes.end(), note.begin(), note.end());
+  static constexpr uint8_t kExif[6] = {'E', 'x', 'i', 'f', 0, 0};
+  segment.bytes.resize(6 + note.size());
+  std::copy(kExif, kExif + 6, segment.bytes.begin());
+  std::copy(note.begin(), note.end(), segment.bytes.begin() + 6);
   segment.tag.tag = TagMakerNote;
   segment.tag.type = TypeUndefined;
   segment.tag.count = count;

@@ -1,0 +1,366 @@
+// Building Nikon notes and reading them back: notes made from nothing, the layout of the three
+// tables and the preview, and notes that reach too far, repeat a tag or are hostile.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "exif/exif_writer.h"
+#include "frame/error_stack.h"
+#include "makernote/makernote_save.h"
+#include "makernote/makernote_tables.h"
+#include "tests/makernote/test_nikon_support.h"
+
+using namespace nikontest;
+namespace fs = std::filesystem;
+
+namespace {
+
+// A stand-in preview: a start-of-image, some bytes, an end-of-image.
+std::vector<uint8_t> SmallJpeg(size_t size) {
+  std::vector<uint8_t> bytes(size, 0x5A);
+  bytes[0] = 0xFF;
+  bytes[1] = 0xD8;
+  bytes[size - 2] = 0xFF;
+  bytes[size - 1] = 0xD9;
+  return bytes;
+}
+
+// A note with values in and out of line in all three tables, and a preview.
+ContextPtr FullNote(uint32_t bigEndian) {
+  ContextPtr context(NikonCreate());
+  context->bigEndian = bigEndian;
+  const char version[4] = {'0', '2', '1', '0'};
+  const uint16_t iso[2] = {0, 400};
+  const char quality[] = "FINE   ";
+  const uint32_t lens[8] = {24, 1, 85, 1, 28, 10, 40, 10};
+  const char film[] = "Color Negative";
+  const int32_t gain[2] = {-3, 10};
+  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 4, TypeAscii, sizeof quality, quality), 1);
+  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 1, TypeUndefined, 4, version), 1);
+  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 2, TypeShort, 2, iso), 1);
+  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 132, TypeRational, 4, lens), 1);
+  EXPECT_EQ(NikonPutTag(context.get(), NikonScannerTable, 2, TypeAscii, sizeof film, film), 1);
+  EXPECT_EQ(NikonPutTag(context.get(), NikonScannerTable, 80, TypeSRational, 1, gain), 1);
+  const std::vector<uint8_t> preview = SmallJpeg(301);
+  EXPECT_EQ(NikonControl(context.get(), MnSetPreview, reinterpret_cast<intptr_t>(preview.data()), 301), 1);
+  return context;
+}
+
+std::vector<uint8_t> Build(MakerNoteContext* context) {
+  uint32_t size = 0;
+  EXPECT_EQ(NikonBuild(context, nullptr, 0, &size), 1);
+  std::vector<uint8_t> bytes(size);
+  uint32_t written = 0;
+  EXPECT_EQ(NikonBuild(context, bytes.data(), size, &written), 1);
+  EXPECT_EQ(written, size);
+  return bytes;
+}
+
+// Parses note bytes as the value of a tag 37500 with the given count.
+int Parse(MakerNoteContext* context, const std::vector<uint8_t>& note, uint32_t count) {
+  NoteSegment segment = SegmentOf(note, count);
+  return NikonParse(context, segment.bytes.data(), uint32_t(segment.bytes.size()), 0, &segment.tag);
+}
+
+void ExpectSameTable(const IfdTable& a, const IfdTable& b) {
+  ASSERT_EQ(a.tags.size(), b.tags.size());
+  auto x = a.tags.begin();
+  for (auto y = b.tags.begin(); y != b.tags.end(); ++x, ++y) {
+    EXPECT_EQ(x->tag, y->tag);
+    EXPECT_EQ(x->type, y->type);
+    EXPECT_EQ(x->count, y->count);
+    // The links and the preview's place are the builder's to set; the rest must come back as put.
+    if (x->tag == NikonTagThumbnailIfd || x->tag == NikonTagScannerIfd || x->tag == NikonTagPreviewOffset) continue;
+    EXPECT_EQ(x->value, y->value) << "tag " << x->tag;
+  }
+}
+
+uint32_t Measure(const NikonContext* context, const IfdTable& table, uint32_t at) {
+  uint32_t used = 0;
+  EXPECT_EQ(ExifWriteIfd(context, &table, nullptr, at, 0xFFFF, &used), 1);
+  return used;
+}
+
+}  // namespace
+
+TEST(NikonBuild, EmptyNoteWithOneTagIsHeaderAndOneDirectory) {
+  ContextPtr context(NikonCreate());
+  const char version[4] = {'0', '2', '1', '0'};
+  ASSERT_EQ(NikonPutTag(context.get(), NikonMainTable, 1, TypeUndefined, 4, version), 1);
+  const std::vector<uint8_t> note = Build(context.get());
+  ASSERT_EQ(note.size(), 18u + 2 + 12 + 4);
+  const uint8_t header[18] = {'N', 'i', 'k', 'o', 'n', 0, 2, 0, 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0};
+  EXPECT_EQ(std::memcmp(note.data(), header, 18), 0);
+  EXPECT_EQ(ExifFindInTable(&AsNikon(context)->mainTable, NikonTagThumbnailIfd), nullptr);
+  EXPECT_EQ(ExifFindInTable(&AsNikon(context)->mainTable, NikonTagScannerIfd), nullptr);
+  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 1);
+}
+
+TEST(NikonBuild, NothingToBuildFails) {
+  ContextPtr context(NikonCreate());
+  uint32_t size = 0;
+  EXPECT_EQ(NikonBuild(context.get(), nullptr, 0, &size), 0);
+  EXPECT_NE(ErrorPop(), 0u);
+}
+
+TEST(NikonBuild, BuiltNoteReadsBackInBothByteOrders) {
+  for (uint32_t bigEndian : {0u, 1u}) {
+    SCOPED_TRACE(bigEndian ? "MM" : "II");
+    ContextPtr made = FullNote(bigEndian);
+    const std::vector<uint8_t> note = Build(made.get());
+    EXPECT_EQ(note[7], bigEndian ? 16 : 0);
+    EXPECT_EQ(note[10], bigEndian ? 'M' : 'I');
+
+    ContextPtr read(NikonCreate());
+    ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
+    const NikonContext* a = AsNikon(made);
+    const NikonContext* b = AsNikon(read);
+    EXPECT_EQ(b->bigEndian, bigEndian);
+    ExpectSameTable(a->mainTable, b->mainTable);
+    ExpectSameTable(a->thumbnailTable, b->thumbnailTable);
+    ExpectSameTable(a->scannerTable, b->scannerTable);
+    EXPECT_EQ(a->preview, b->preview);
+    EXPECT_EQ(b->editable, 1u);
+    EXPECT_EQ(b->needsRebuild, 0u);
+
+    // Tables in order behind the header, the preview behind the last of them.
+    const uint32_t thumbnailAt = 8 + Measure(a, a->mainTable, 8);
+    const uint32_t scannerAt = thumbnailAt + Measure(a, a->thumbnailTable, thumbnailAt);
+    const uint32_t previewAt = scannerAt + Measure(a, a->scannerTable, scannerAt);
+    EXPECT_EQ(ExifFindInTable(&b->mainTable, NikonTagThumbnailIfd)->U32(0), thumbnailAt);
+    EXPECT_EQ(ExifFindInTable(&b->mainTable, NikonTagScannerIfd)->U32(0), scannerAt);
+    EXPECT_EQ(ExifFindInTable(&b->thumbnailTable, NikonTagPreviewOffset)->U32(0), previewAt);
+    EXPECT_EQ(note.size(), 10 + previewAt + 301);
+
+    // A second build of what was read gives the same bytes, pad bytes apart.
+    const std::vector<uint8_t> again = Build(read.get());
+    EXPECT_EQ(again.size(), note.size());
+  }
+}
+
+TEST(NikonBuild, ScannerTableAloneStandsRightBehindTheMainTable) {
+  ContextPtr context(NikonCreate());
+  const char film[] = "Reversal";
+  const uint16_t bits = 14;
+  ASSERT_EQ(NikonPutTag(context.get(), NikonScannerTable, 2, TypeAscii, sizeof film, film), 1);
+  ASSERT_EQ(NikonPutTag(context.get(), NikonScannerTable, 65, TypeShort, 1, &bits), 1);
+  const std::vector<uint8_t> note = Build(context.get());
+  const NikonContext* nikon = AsNikon(context);
+  EXPECT_EQ(ExifFindInTable(&nikon->mainTable, NikonTagThumbnailIfd), nullptr);
+
+  ContextPtr read(NikonCreate());
+  ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
+  const TagEntry* link = ExifFindInTable(&AsNikon(read)->mainTable, NikonTagScannerIfd);
+  ASSERT_NE(link, nullptr);
+  EXPECT_EQ(link->U32(0), 8 + Measure(nikon, nikon->mainTable, 8));
+  ExpectSameTable(nikon->scannerTable, AsNikon(read)->scannerTable);
+}
+
+TEST(NikonBuild, PreviewSetOnAnEmptyNoteLinksTheThumbnailTable) {
+  ContextPtr context(NikonCreate());
+  const std::vector<uint8_t> preview = SmallJpeg(64);
+  ASSERT_EQ(NikonControl(context.get(), MnSetPreview, reinterpret_cast<intptr_t>(preview.data()), 64), 1);
+  const NikonContext* nikon = AsNikon(context);
+  ASSERT_NE(ExifFindInTable(&nikon->thumbnailTable, NikonTagCompression), nullptr);
+  EXPECT_EQ(ExifFindInTable(&nikon->thumbnailTable, NikonTagCompression)->U16(0), 6);
+  EXPECT_EQ(ExifFindInTable(&nikon->thumbnailTable, NikonTagPreviewLength)->U32(0), 64u);
+  const std::vector<uint8_t> note = Build(context.get());
+  EXPECT_NE(ExifFindInTable(&nikon->mainTable, NikonTagThumbnailIfd), nullptr);
+
+  ContextPtr read(NikonCreate());
+  ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
+  const uint8_t* bytes = nullptr;
+  uint32_t size = 0;
+  ASSERT_EQ(NikonControl(read.get(), MnGetPreview, reinterpret_cast<intptr_t>(&bytes),
+                         reinterpret_cast<intptr_t>(&size)),
+            1);
+  EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + size), preview);
+}
+
+TEST(NikonBuild, NoRoomFailsWith820) {
+  ContextPtr context = FullNote(0);
+  uint32_t size = 0;
+  ASSERT_EQ(NikonBuild(context.get(), nullptr, 0, &size), 1);
+  std::vector<uint8_t> bytes(size);
+  ErrorClear();
+  EXPECT_EQ(NikonBuild(context.get(), bytes.data(), size - 1, &size), 0);
+  EXPECT_EQ(ErrorPop(), uint32_t(ErrNikonBuild));
+  ErrorClear();
+}
+
+TEST(NikonParse, PointersPastTheCountAskForARebuild) {
+  ContextPtr made = FullNote(1);
+  const std::vector<uint8_t> note = Build(made.get());
+  ContextPtr exact(NikonCreate());
+  ASSERT_EQ(Parse(exact.get(), note, uint32_t(note.size())), 1);
+  EXPECT_EQ(NikonControl(exact.get(), MnNeedsRebuild, 0, 0), 0);
+  // The count says less than the preview's end: still read whole, but it must be rebuilt.
+  ContextPtr shorter(NikonCreate());
+  ASSERT_EQ(Parse(shorter.get(), note, uint32_t(note.size()) - 100), 1);
+  EXPECT_EQ(NikonControl(shorter.get(), MnNeedsRebuild, 0, 0), 1);
+  EXPECT_EQ(AsNikon(shorter)->preview, AsNikon(made)->preview);
+  EXPECT_EQ(NikonNoteExtent(note.data(), 24, uint32_t(note.size())), note.size());
+  EXPECT_EQ(NikonNoteExtent(note.data(), 5000, uint32_t(note.size())), 5000u);
+}
+
+TEST(NikonParse, RepeatedTagMakesTheNoteReadOnly) {
+  ContextPtr made(NikonCreate());
+  const char first[] = "FINE ";
+  const char second[] = "BASIC";
+  NikonContext* nikon = AsNikon(made);
+  ASSERT_EQ(TagListAppend(nikon, &nikon->mainTable.tags, 4, TypeAscii, sizeof first, 0, first), 1);
+  ASSERT_EQ(TagListAppend(nikon, &nikon->mainTable.tags, 4, TypeAscii, sizeof second, 0, second), 1);
+  const std::vector<uint8_t> note = Build(made.get());
+  ContextPtr read(NikonCreate());
+  ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
+  EXPECT_EQ(AsNikon(read)->mainTable.tags.size(), 2u);
+  EXPECT_EQ(NikonControl(read.get(), MnIsEditable, 0, 0), 0);
+}
+
+TEST(NikonParse, ControlAnswers) {
+  ContextPtr context = FullNote(1);
+  EXPECT_EQ(NikonControl(context.get(), MnByteOrder, 0, 0), 1);
+  EXPECT_EQ(NikonControl(context.get(), MnRelocate, 0, 0), 1);
+  uint32_t limit = 0;
+  EXPECT_NE(NikonControl(context.get(), MnPreviewLimit, reinterpret_cast<intptr_t>(&limit), 0), 0);
+  EXPECT_EQ(limit, (640u << 16) | 480u);
+  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 257, 17), 0);
+  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 257, 3600), 0);
+  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 258, 513), 0);
+  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 258, 514), 0);
+  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 257, 513), 1);
+  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 259, 17), 1);
+  // Four tags of 257, three of 258 (the preview's), two of 259; the links are added by a build.
+  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 9);
+  Build(context.get());
+  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 11);
+  EXPECT_EQ(NikonDeleteTag(context.get(), NikonMainTable, 2), 1);
+  EXPECT_EQ(NikonDeleteTag(context.get(), NikonMainTable, 2), 0);
+  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 10);
+  const auto* names = reinterpret_cast<const MakerNoteTableName*>(NikonControl(context.get(), MnTableNames, 0, 0));
+  ASSERT_NE(names, nullptr);
+  EXPECT_EQ(names[0].table, 257);
+  EXPECT_STREQ(names[2].name, "Nikon MakerNote Scanner");
+  EXPECT_EQ(names[3].table, -1);
+  ErrorClear();
+}
+
+// Truncated, looping and out-of-range notes end in a failed parse or a dropped preview, never in
+// a read outside the note.
+TEST(NikonHostile, EveryTruncationFailsCleanly) {
+  ContextPtr made = FullNote(0);
+  const std::vector<uint8_t> note = Build(made.get());
+  for (size_t length = 0; length < note.size(); ++length) {
+    std::vector<uint8_t> cut(note.begin(), note.begin() + length);
+    ContextPtr read(NikonCreate());
+    ErrorClear();
+    if (!Parse(read.get(), cut, uint32_t(length))) {
+      EXPECT_EQ(ErrorPop(), uint32_t(ErrNikonParse)) << length;
+    }
+  }
+  ErrorClear();
+}
+
+TEST(NikonHostile, LinkBackToTheMainTableEndsAfterOneRead) {
+  ContextPtr made = FullNote(0);
+  std::vector<uint8_t> note = Build(made.get());
+  // Point tag 17 at the main directory itself (offset 8).
+  const uint8_t* directory = note.data() + 18;
+  const uint16_t entries = ExifReadU16(0, directory);
+  for (uint16_t i = 0; i < entries; ++i)
+    if (ExifReadU16(0, directory + 2 + 12 * i) == NikonTagThumbnailIfd) ExifWriteU32(0, note.data() + 18 + 2 + 12 * i + 8, 8);
+  ContextPtr read(NikonCreate());
+  ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
+  EXPECT_EQ(AsNikon(read)->thumbnailTable.tags.size(), AsNikon(read)->mainTable.tags.size());
+  EXPECT_EQ(NikonControl(read.get(), MnGetPreview, 0, 0), 0);
+  uint32_t size = 0;
+  EXPECT_EQ(NikonBuild(read.get(), nullptr, 0, &size), 1);
+}
+
+TEST(NikonHostile, PreviewOutsideTheNoteIsDroppedAndItsTagsStay) {
+  for (uint32_t offset : {0xFFFFFFF0u, 0x10000u, 8u}) {
+    ContextPtr made = FullNote(1);
+    std::vector<uint8_t> note = Build(made.get());
+    ContextPtr good(NikonCreate());
+    ASSERT_EQ(Parse(good.get(), note, uint32_t(note.size())), 1);
+    const uint32_t thumbnailAt = ExifFindInTable(&AsNikon(good)->mainTable, NikonTagThumbnailIfd)->U32(0);
+    uint8_t* directory = note.data() + 10 + thumbnailAt;
+    ExifPatchValueField(directory, NikonTagPreviewOffset, 1, offset, 1);
+    ContextPtr read(NikonCreate());
+    ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1) << offset;
+    EXPECT_EQ(NikonControl(read.get(), MnGetPreview, 0, 0), 0) << offset;
+    EXPECT_EQ(ExifFindInTable(&AsNikon(read)->thumbnailTable, NikonTagPreviewOffset)->U32(0), offset);
+  }
+}
+
+TEST(NikonHostile, RandomDamageNeverReadsOutsideTheNote) {
+  ContextPtr made = FullNote(1);
+  const std::vector<uint8_t> note = Build(made.get());
+  std::mt19937 random(20240601);
+  for (int round = 0; round < 3000; ++round) {
+    std::vector<uint8_t> damaged = note;
+    const int flips = 1 + int(random() % 6);
+    for (int i = 0; i < flips; ++i) damaged[18 + random() % (damaged.size() - 18)] = uint8_t(random());
+    ContextPtr read(NikonCreate());
+    ErrorClear();
+    if (Parse(read.get(), damaged, uint32_t(damaged.size())) != 1) continue;
+    uint32_t size = 0;
+    if (NikonBuild(read.get(), nullptr, 0, &size) != 1 || size > 0x100000) continue;
+    std::vector<uint8_t> rebuilt(size);
+    if (NikonBuild(read.get(), rebuilt.data(), size, &size) == 1) {
+      ContextPtr again(NikonCreate());
+      EXPECT_EQ(Parse(again.get(), rebuilt, size), 1) << round;
+    }
+  }
+  ErrorClear();
+}
+
+// A note made from nothing in a file that had no Exif, as the embedding of film data makes one.
+TEST(NikonCreated, NoteFromNothingReadsInExifToolAsNikon) {
+  TAVEXON_REQUIRE_SHARED("corpus/jpeg/ljt_testorig.jpg");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool not installed";
+  MakerNoteInstall();
+  const fs::path source = testsupport::SharedSub("corpus/jpeg/ljt_testorig.jpg");
+  testsupport::ScratchDir scratch;
+  const fs::path copy = scratch / "scan.jpg";
+  const fs::path saved = scratch / "scan_saved.jpg";
+  fs::copy_file(source, copy);
+  const std::vector<unsigned char> preview = testsupport::ReadBytes(source);
+
+  ExifDocumentPtr document;
+  ASSERT_EQ(ExifCreateEmpty(document), 1);
+  const char make[] = "Nikon";
+  ASSERT_EQ(ExifPutTag(document.get(), IfdPrimary, 271, TypeAscii, sizeof make, make), 1);
+  const char date[] = "2004:05:06 07:08:09";
+  ASSERT_EQ(ExifPutTag(document.get(), IfdExif, TagDateTimeOriginal, TypeAscii, sizeof date, date), 1);
+  ASSERT_EQ(ExifCreateMakerNote(document.get()), 1);
+  ASSERT_EQ(ExifMakerNoteFamily(document.get()), uint32_t(FamilyNikon));
+  MakerNoteHandler* handler = document->makerNote.get();
+  const char version[4] = {'0', '2', '1', '0'};
+  const uint16_t iso[2] = {0, 400};
+  const uint32_t lens[8] = {35, 1, 105, 1, 35, 10, 45, 10};
+  const char sync[] = "RED-EYE SLOW";
+  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 1, TypeUndefined, 4, version), 1);
+  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 2, TypeShort, 2, iso), 1);
+  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 132, TypeRational, 4, lens), 1);
+  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 8, TypeAscii, sizeof sync, sync), 1);
+  ASSERT_EQ(ExifMakerNoteControl(document.get(), MnSetPreview, reinterpret_cast<intptr_t>(preview.data()),
+                                 intptr_t(preview.size())),
+            1);
+  ASSERT_EQ(ExifRebuildMakerNote(document.get()), 1);
+  ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, 0), SaveWritten)
+      << "error " << ErrorPeek();
+
+  const auto tags = ExifToolTags(saved, "-MakerNotes:all");
+  EXPECT_EQ(tags.count("MakerNoteVersion") ? tags.at("MakerNoteVersion") : "", "0210");
+  EXPECT_EQ(tags.count("ISO") ? tags.at("ISO") : "", "0 400");
+  EXPECT_EQ(tags.count("Lens") ? tags.at("Lens") : "", "35 105 3.5 4.5");
+  EXPECT_EQ(tags.count("FlashSetting") ? tags.at("FlashSetting") : "", "RED-EYE SLOW");
+  EXPECT_EQ(ExifToolPreview(saved), preview);
+
+  // And Tavexon reads back the tables it wrote.
+  ExifDocumentPtr reread = OpenDocument(saved);
+  ASSERT_NE(Nikon(reread.get()), nullptr);
+  ExpectSameTable(Nikon(document.get())->mainTable, Nikon(reread.get())->mainTable);
+}
