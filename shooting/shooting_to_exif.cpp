@@ -154,14 +154,12 @@ int ExifFromCompensation(const char* text, ExifConversion& state) {
 }
 
 int ExifFromSpeedlight(const char* text, ExifConversion& state) {
+  // The flash fired for a non-TTL flash or an external speedlight; "None" and anything else
+  // read as not fired.
   const std::string_view setting(text);
-  uint16_t flash = 0;
-  if (setting == "None") {
-    flash = 0;
-  } else if (setting.starts_with("non-TTL auto flash") || setting.find("Optional speedlight") != setting.npos) {
-    flash = 1;
-  }
-  return ExifPutShort(state.list, ExifFlash, flash);
+  const bool fired =
+      setting.starts_with("non-TTL auto flash") || setting.find("Optional speedlight") != setting.npos;
+  return ExifPutShort(state.list, ExifFlash, fired ? 1 : 0);
 }
 
 // Fills the date-time buffer to its 19 characters and sets its colons. With "TIMEPADDING" 1

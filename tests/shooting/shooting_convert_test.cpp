@@ -68,11 +68,4 @@ TEST(ApexFromRational, RefusesWhatHasNoLogarithm) {
   ExpectRational(badMode, 2, 1);
 }
 
-TEST(ShootingTenths, TruncatedTenfoldDigit) {
-  EXPECT_EQ(ShootingTenths(-0.3), 3);
-  EXPECT_EQ(ShootingTenths(0.7), 7);
-  EXPECT_EQ(ShootingTenths(8.2), 2);
-  EXPECT_EQ(ShootingTenths(1e300), 0);
-}
-
 }  // namespace
