@@ -11,6 +11,9 @@
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
+#include "exif/tag_catalogue.h"
+#include "exif/value_format.h"
+#include "makernote/makernote_tables.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
 
@@ -19,6 +22,8 @@ namespace {
 struct DumpOptions {
   std::vector<std::string> files;
   bool json = false;
+  bool raw = false;
+  std::string preview;
 };
 
 // The document's tables in storage order, with the names the dump prints.
@@ -140,34 +145,68 @@ nlohmann::json DumpValueJson(const TagEntry& entry) {
   return values;
 }
 
-// Walks every table of the document that has tags, in storage order.
-template <class Visit>
-void DumpEachTable(ExifDocument* document, Visit visit) {
+// One table as the dump lists it: its kind, its short name and its display name.
+struct DumpTableRef {
+  uint32_t kind;
+  std::string name;
+  std::string displayName;  // UTF-8
+};
+
+// Every table of the document that has tags: the five in storage order, then the tables of
+// the open MakerNote handler in its own order.
+std::vector<DumpTableRef> DumpTables(ExifDocument* document) {
+  std::vector<DumpTableRef> tables;
   for (const DumpTable& table : kDumpTables) {
     if (ExifTagCount(document, table.kind) <= 0) continue;
-    visit(table.name, &ExifIfdTable(document, table.kind)->tags);
+    const char* display = IfdDisplayName(table.kind);
+    tables.push_back({table.kind, table.name, display ? Utf8FromCp932(display) : table.name});
   }
+  const uint32_t family = ExifMakerNoteFamily(document);
+  const auto* names = reinterpret_cast<const MakerNoteTableName*>(ExifMakerNoteControl(document, MnTableNames, 0, 0));
+  for (; family && names && names->table >= 0; ++names) {
+    const uint32_t kind = family | uint32_t(names->table);
+    if (ExifTagCount(document, kind) <= 0) continue;
+    tables.push_back({kind, std::to_string(names->table), Utf8FromCp932(names->name ? names->name : "")});
+  }
+  return tables;
 }
 
-void DumpText(const std::string& path, DumpReading& reading, std::string& out) {
+// The display name and display text of one tag, in UTF-8.
+std::pair<std::string, std::string> DumpDescribe(ExifDocument* document, uint32_t kind, const TagEntry& entry) {
+  static thread_local std::vector<char> text(70000);
+  const char* name = nullptr;
+  ExifDescribeTag(document, kind, &entry, &name, text.data(), uint32_t(text.size()));
+  return {Utf8FromCp932(name ? name : ""), Utf8FromCp932(text.data())};
+}
+
+void DumpText(const std::string& path, DumpReading& reading, bool raw, std::string& out) {
   out += "== " + path + "\n";
   out += "status: " + std::to_string(reading.status) + " (" + DumpStatusText(reading.status) + ")";
   if (DumpFailed(reading)) {
     out += "\n";
     return;
   }
-  out += reading.document->bigEndian ? "  byte order: MM\n" : "  byte order: II\n";
-  DumpEachTable(reading.document.get(), [&](const char* name, const TagList* tags) {
-    out += "[" + std::string(name) + "]\n";
+  ExifDocument* document = reading.document.get();
+  out += document->bigEndian ? "  byte order: MM\n" : "  byte order: II\n";
+  for (const DumpTableRef& table : DumpTables(document)) {
+    out += "[" + (raw ? table.name : table.displayName) + "]\n";
     char head[64];
-    for (const TagEntry& entry : *tags) {
-      std::snprintf(head, sizeof head, "  0x%04X %5u %-9s %6" PRIu32 "  ", entry.tag, entry.tag,
-                    Utf8FromCp932(ExifTypeName(entry.type)).c_str(), entry.count);
-      out += head;
-      out += DumpValueText(entry);
+    ExifBeginTagWalk(document, table.kind);
+    while (const TagEntry* entry = ExifNextTag(document)) {
+      if (raw) {
+        std::snprintf(head, sizeof head, "  0x%04X %5u %-9s %6" PRIu32 "  ", entry->tag, entry->tag,
+                      Utf8FromCp932(ExifTypeName(entry->type)).c_str(), entry->count);
+        out += head;
+        out += DumpValueText(*entry);
+      } else {
+        std::snprintf(head, sizeof head, "  0x%04X ", entry->tag);
+        const auto [name, text] = DumpDescribe(document, table.kind, *entry);
+        out += head + name + ": " + text;
+      }
       out += '\n';
     }
-  });
+    ExifEndTagWalk(document);
+  }
 }
 
 nlohmann::json DumpJson(const std::string& path, DumpReading& reading) {
@@ -175,16 +214,40 @@ nlohmann::json DumpJson(const std::string& path, DumpReading& reading) {
   const uint32_t message = CliReadMessage(reading.status, reading.code);
   if (message) file["message"] = CliMessage(message);
   if (DumpFailed(reading)) return file;
-  file["byteOrder"] = reading.document->bigEndian ? "MM" : "II";
+  ExifDocument* document = reading.document.get();
+  file["byteOrder"] = document->bigEndian ? "MM" : "II";
   nlohmann::json ifds = nlohmann::json::array();
-  DumpEachTable(reading.document.get(), [&](const char* name, const TagList* tags) {
+  for (const DumpTableRef& table : DumpTables(document)) {
     nlohmann::json list = nlohmann::json::array();
-    for (const TagEntry& entry : *tags)
-      list.push_back({{"tag", entry.tag}, {"type", entry.type}, {"count", entry.count}, {"value", DumpValueJson(entry)}});
-    ifds.push_back({{"kind", name}, {"tags", std::move(list)}});
-  });
+    ExifBeginTagWalk(document, table.kind);
+    while (const TagEntry* entry = ExifNextTag(document)) {
+      const auto [name, text] = DumpDescribe(document, table.kind, *entry);
+      nlohmann::json tag = {{"tag", entry->tag}, {"type", entry->type},   {"count", entry->count},
+                            {"value", DumpValueJson(*entry)}, {"name", name}, {"text", text}};
+      if (const char* exifName = TagExifName(document, table.kind, entry->tag)) tag["tagName"] = exifName;
+      list.push_back(std::move(tag));
+    }
+    ExifEndTagWalk(document);
+    ifds.push_back({{"kind", table.name}, {"name", table.displayName}, {"tags", std::move(list)}});
+  }
   file["ifds"] = std::move(ifds);
   return file;
+}
+
+// Writes the preview a MakerNote holds (a NEF's, say) to a file; 1 on success.
+int DumpWritePreview(ExifDocument* document, const std::string& out) {
+  const uint8_t* bytes = nullptr;
+  uint32_t size = 0;
+  if (!ExifMakerNoteControl(document, MnGetPreview, reinterpret_cast<intptr_t>(&bytes),
+                            reinterpret_cast<intptr_t>(&size)) || !bytes || !size) {
+    std::fprintf(stderr, "%s: the MakerNote holds no preview\n", document->path.c_str());
+    return 0;
+  }
+  std::FILE* f = std::fopen(out.c_str(), "wb");
+  const bool ok = f && std::fwrite(bytes, 1, size, f) == size;
+  if (f && std::fclose(f) != 0) return 0;
+  if (!ok) std::fprintf(stderr, "%s: cannot write the preview\n", out.c_str());
+  return ok ? 1 : 0;
 }
 
 int DumpRun(const DumpOptions& options) {
@@ -199,11 +262,13 @@ int DumpRun(const DumpOptions& options) {
     } else if (const uint32_t warning = CliReadMessage(reading.status, reading.code)) {
       std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(warning).c_str());
     }
+    if (!options.preview.empty() && reading.document && !DumpWritePreview(reading.document.get(), options.preview))
+      exitCode = CliFailure;
     if (options.json) {
       all.push_back(DumpJson(path, reading));
     } else {
       out.clear();
-      DumpText(path, reading, out);
+      DumpText(path, reading, options.raw, out);
       std::fwrite(out.data(), 1, out.size(), stdout);
     }
   }
@@ -222,15 +287,21 @@ void CliDumpRegister(CLI::App& app) {
   dump->footer(
       "For each file: the read status flags (1 jpeg, 2 nef, 4 no thumbnail, 8 MakerNote failed,\n"
       "256 parse failed, 512 no Exif, 1024 unusable), the byte order, and every tag of every IFD\n"
-      "in storage order (0th, 1st, Exif, GPS, Interoperability) with tag, type, count and value.\n"
-      "Values: numbers for numeric types (a rational as numerator/denominator), the text for\n"
-      "ASCII (converted from CP932 to UTF-8), hex bytes for byte types.\n"
+      "in storage order (0th, 1st, Exif, GPS, Interoperability, then the MakerNote's tables), each\n"
+      "with its display name and display text as the Exif list shows them.\n"
+      "--raw lists tag, type, count and value instead: numbers for numeric types (a rational as\n"
+      "numerator/denominator), the text for ASCII (converted from CP932 to UTF-8), hex bytes for\n"
+      "byte types.\n"
       "A file that fails prints its error code and message on standard error and the run goes on;\n"
       "the exit status is 1 if any file failed.\n"
       "--json prints one JSON array, one object per file: file, status, error, message (when a\n"
-      "message applies), byteOrder, ifds [{kind, tags [{tag, type, count, value}]}].");
+      "message applies), byteOrder, ifds [{kind, name, tags [{tag, type, count, value, name,\n"
+      "tagName (where the catalogue has one), text}]}]; texts in UTF-8.\n"
+      "--preview OUT.jpg writes the preview held in the MakerNote (a NEF's) to OUT.jpg.");
   dump->add_option("files", options->files, "JPEG or NEF files")->required();
   dump->add_flag("--json", options->json, "Print one JSON document");
+  dump->add_flag("--raw", options->raw, "List type, count and value instead of names and display texts");
+  dump->add_option("--preview", options->preview, "Write the preview the MakerNote holds to this JPEG file");
   dump->callback([options]() {
     const int code = DumpRun(*options);
     if (code != CliSuccess) throw CLI::RuntimeError(code);
