@@ -239,10 +239,12 @@ int FileReplaceDestination(const std::string& temporary, const std::string& dest
   // keeps it under its own name too, so no moment passes with no file under the real name;
   // where links are not available it is moved aside instead.
   std::string saved;
+  bool linked = false;  // saved is a second name of the destination, which stays in place
   std::error_code error;
   if (fs::exists(destination, error)) {
     saved = FileTemporaryPath(destination);
-    if (::link(destination.c_str(), saved.c_str()) != 0 && Rename(destination, saved) != 0) return dropTemporary();
+    linked = ::link(destination.c_str(), saved.c_str()) == 0;
+    if (!linked && Rename(destination, saved) != 0) return dropTemporary();
   }
   bool placed = Rename(temporary, destination) == 0;
   if (!placed) {
@@ -253,7 +255,18 @@ int FileReplaceDestination(const std::string& temporary, const std::string& dest
     placed = fs::copy_file(temporary, destination, fs::copy_options::overwrite_existing, error) && !error;
   }
   if (!placed) {
-    if (!saved.empty()) std::rename(saved.c_str(), destination.c_str());
+    // Put the old destination back: under its own name again when it was moved aside; when it
+    // was linked, over whatever a failed copy may have left under the real name.
+    if (linked) {
+      std::error_code ignored;
+      if (fs::file_size(saved, ignored) != fs::file_size(destination, ignored) ||
+          !fs::equivalent(saved, destination, ignored)) {
+        std::rename(saved.c_str(), destination.c_str());
+      }
+      std::remove(saved.c_str());
+    } else if (!saved.empty()) {
+      std::rename(saved.c_str(), destination.c_str());
+    }
     return dropTemporary();
   }
   std::remove(temporary.c_str());  // only still there when the copy stood in for the rename

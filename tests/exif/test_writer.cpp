@@ -1,0 +1,374 @@
+// The writer over real camera files: a set of the file's own value writes it back byte for
+// byte, an in-place edit touches only its own bytes, and a rebuild keeps every other tag as the
+// independent readers (exiftool, exiv2) see it, with the MakerNote's bytes carried.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "exif/exif_document.h"
+#include "exif/exif_reader.h"
+#include "exif/exif_writer.h"
+#include "exif/jpeg_file.h"
+#include "frame/error_stack.h"
+#include "tests/support/test_support.h"
+
+namespace fs = std::filesystem;
+using namespace testsupport;
+using Bytes = std::vector<unsigned char>;
+
+namespace {
+
+constexpr uint16_t kArtist = 315;
+
+// Every JPEG of the corpus whose first APP1 is Exif that Tavexon reads.
+std::vector<fs::path> ExifJpegs() {
+  std::vector<fs::path> files;
+  for (const char* sub : {"corpus/makers", "corpus/jpeg"}) {
+    for (const fs::path& file : FilesUnder(SharedSub(sub))) {
+      if (FileProbe(file.string()) != FileKindJpeg) continue;
+      ExifDocumentPtr document;
+      if (ExifCheckFile(file.string(), document) & StatusJpeg) files.push_back(file);
+    }
+  }
+  ErrorClear();
+  return files;
+}
+
+ExifDocumentPtr Load(const fs::path& file) {
+  ExifDocumentPtr document;
+  ExifCheckFile(file.string(), document);
+  return document;
+}
+
+// Commits the pending edits and writes the payload into `file` in place.
+bool CommitInto(ExifDocument* document, const fs::path& file, uint32_t bigEndian, int keepMakerNotePlace = 0) {
+  const uint8_t* bytes = nullptr;
+  uint32_t size = 0;
+  if (!ExifCommit(document, &bytes, &size, bigEndian, keepMakerNotePlace, 1)) return false;
+  return JpegReplaceApp1(file.string(), file.string(), bytes, size) == 1;
+}
+
+// Where the first APP1 payload starts in a file.
+size_t App1PayloadStart(const Bytes& file) {
+  for (size_t at = 2; at + 4 <= file.size() && file[at] == 0xFF;) {
+    if (file[at + 1] == 0xE1) return at + 4;
+    at += (size_t(file[at + 2]) << 8 | file[at + 3]) + 2;
+  }
+  return 0;
+}
+
+std::string Name(const fs::path& file) { return file.parent_path().filename().string() + "/" + file.filename().string(); }
+
+class WriterCorpus : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    TAVEXON_REQUIRE_SHARED("corpus/makers");
+    files_ = ExifJpegs();
+    ASSERT_GT(files_.size(), 40u);
+  }
+  fs::path Copy(const fs::path& file, const std::string& suffix = "") {
+    fs::path copy = scratch_ / (std::to_string(copies_++) + suffix + "_" + file.filename().string());
+    fs::copy_file(file, copy);
+    return copy;
+  }
+  std::vector<fs::path> files_;
+  ScratchDir scratch_;
+  int copies_ = 0;
+};
+
+TEST_F(WriterCorpus, ASetWithTheFilesOwnValueWritesItBackByteForByte) {
+  for (const fs::path& file : files_) {
+    SCOPED_TRACE(Name(file));
+    fs::path copy = Copy(file);
+    ExifDocumentPtr document = Load(copy);
+    ASSERT_TRUE(document);
+    const TagEntry& first = document->tables[SlotPrimary].tags.front();
+    ASSERT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, first.tag, first.type, first.count, first.Data()), 1);
+    EXPECT_EQ(ExifClassifyEdits(document.get()), EditsNone);
+    ASSERT_TRUE(CommitInto(document.get(), copy, document->bigEndian));
+    EXPECT_TRUE(ReadBytes(copy) == ReadBytes(file));
+  }
+}
+
+TEST_F(WriterCorpus, AShorterValueChangesOnlyTheBytesItMust) {
+  int edited = 0;
+  for (const fs::path& file : files_) {
+    SCOPED_TRACE(Name(file));
+    fs::path copy = Copy(file);
+    ExifDocumentPtr document = Load(copy);
+    ASSERT_TRUE(document);
+    // The first text of the 0th IFD held out of line: Artist where there is one.
+    const TagEntry* old = ExifFindTag(document.get(), IfdPrimary, kArtist);
+    for (const TagEntry& entry : document->tables[SlotPrimary].tags)
+      if ((old == nullptr || old->count <= 4) && entry.type == TypeAscii && entry.count > 4) old = &entry;
+    if (old == nullptr || old->count <= 4) continue;
+    const uint16_t tag = old->tag;
+    const uint32_t oldOffset = old->sourceWord, oldSize = old->count;
+    const uint32_t base = document->tables[SlotPrimary].baseOffset;
+    const char shorter[] = "Tv";
+    ASSERT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, tag, TypeAscii, 3, shorter), 1);
+    EXPECT_EQ(ExifClassifyEdits(document.get()), EditsInPlace);
+    ASSERT_TRUE(CommitInto(document.get(), copy, document->bigEndian));
+
+    Bytes before = ReadBytes(file), after = ReadBytes(copy);
+    ASSERT_EQ(before.size(), after.size());
+    const size_t tiff = App1PayloadStart(before) + 6;
+    const uint32_t entry = RawFindEntry(before.data() + tiff, uint32_t(before.size() - tiff), base, tag,
+                                        document->bigEndian);
+    ASSERT_NE(entry, 0u);
+    for (size_t at = 0; at < before.size(); ++at) {
+      if (before[at] == after[at]) continue;
+      bool inEntry = at >= tiff + entry + 4 && at < tiff + entry + 12;  // count and value fields
+      bool inOldValue = at >= tiff + oldOffset && at < tiff + oldOffset + oldSize;
+      EXPECT_TRUE(inEntry || inOldValue) << "byte " << at << " changed";
+      if (inOldValue) {
+        EXPECT_EQ(after[at], 0) << "the old value's place is left zeroed";
+      }
+    }
+    ExifDocumentPtr reread = Load(copy);
+    ASSERT_TRUE(reread);
+    EXPECT_STREQ(reinterpret_cast<const char*>(ExifFindTag(reread.get(), IfdPrimary, tag)->Data()), "Tv");
+    ++edited;
+  }
+  EXPECT_GT(edited, 30);
+}
+
+// exiftool's view of the standard IFDs of each file, tag by tag, from one run over them all.
+std::map<std::string, std::map<std::string, std::string>> ExiftoolStandardTags(const std::vector<fs::path>& files) {
+  static const std::set<std::string> kGroups = {"IFD0", "ExifIFD", "InteropIFD", "GPS", "IFD1"};
+  // Pointers and the thumbnail's offset move in a rebuild; that is what a rebuild does.
+  static const std::set<std::string> kMoving = {"ExifOffset", "GPSInfo", "InteropOffset", "ThumbnailOffset"};
+  std::string command = "exiftool -G1 -a -u -n -s";
+  for (const fs::path& file : files) command += " " + ShellQuote(file.string());
+  std::istringstream lines(RunCommand(command + " 2>/dev/null"));
+  std::map<std::string, std::map<std::string, std::string>> result;
+  const std::regex tagLine(R"(^\[([^\]]+)\]\s+(\S+)\s*: (.*)$)");
+  std::string line, current = files.size() == 1 ? files[0].string() : "";
+  for (std::smatch match; std::getline(lines, line);) {
+    if (line.rfind("======== ", 0) == 0) {
+      current = line.substr(9);
+    } else if (std::regex_match(line, match, tagLine) && kGroups.count(match[1]) && !kMoving.count(match[2])) {
+      result[current][std::string(match[1]) + ":" + std::string(match[2])] = match[3];
+    }
+  }
+  return result;
+}
+
+// exiv2's view of the standard IFDs, pointers left out.
+std::set<std::string> Exiv2StandardTags(const fs::path& file) {
+  static const std::set<std::string> kGroups = {"Image", "Photo", "Iop", "GPSInfo", "Thumbnail"};
+  static const std::set<std::string> kMoving = {"0x8769", "0x8825", "0xa005", "0x0201"};
+  std::istringstream lines(RunCommand("exiv2 -pv " + ShellQuote(file.string()) + " 2>/dev/null"));
+  std::set<std::string> tags;
+  std::string line;
+  while (std::getline(lines, line)) {
+    std::istringstream fields(line);
+    std::string id, group;
+    fields >> id >> group;
+    if (kGroups.count(group) && !kMoving.count(id)) tags.insert(line);
+  }
+  return tags;
+}
+
+TEST_F(WriterCorpus, ARebuildKeepsEveryOtherTagAndCarriesTheMakerNote) {
+  if (!HaveProgram("exiftool") || !HaveProgram("exiv2")) GTEST_SKIP() << "exiftool and exiv2 are needed";
+  const std::string artist(300, 'A');
+  struct Rebuilt {
+    fs::path original, copy;
+    bool newArtist;
+  };
+  std::vector<Rebuilt> rebuilt;
+  int refused = 0;
+  for (const fs::path& file : files_) {
+    SCOPED_TRACE(Name(file));
+    for (bool otherOrder : {false, true}) {
+      fs::path copy = Copy(file, otherOrder ? "_order" : "_artist");
+      ExifDocumentPtr document = Load(copy);
+      ASSERT_TRUE(document);
+      const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote);
+      Bytes noteBytes = note ? Bytes(note->Data(), note->Data() + note->ValueSize()) : Bytes();
+      uint32_t order = document->bigEndian;
+      if (otherOrder) {
+        order ^= 1;
+      } else {
+        ASSERT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, kArtist, TypeAscii,
+                                uint32_t(artist.size() + 1), artist.c_str()), 1);
+        EXPECT_EQ(ExifClassifyEdits(document.get()), EditsRebuild);
+      }
+      if (!CommitInto(document.get(), copy, order)) {
+        // Only a payload that no longer fits may be refused, and then the file is as it was.
+        EXPECT_EQ(ErrorPop(), ErrPayloadTooLarge);
+        EXPECT_TRUE(ReadBytes(copy) == ReadBytes(file));
+        ++refused;
+        continue;
+      }
+      ExifDocumentPtr reread = Load(copy);
+      ASSERT_TRUE(reread) << "the rebuilt file does not read";
+      EXPECT_EQ(reread->bigEndian, order);
+      const TagEntry* newNote = ExifFindTag(reread.get(), IfdExif, TagMakerNote);
+      ASSERT_EQ(newNote != nullptr, note != nullptr);
+      if (newNote) {
+        EXPECT_TRUE(Bytes(newNote->Data(), newNote->Data() + newNote->ValueSize()) == noteBytes);
+      }
+      rebuilt.push_back({file, copy, !otherOrder});
+    }
+  }
+  EXPECT_LT(refused, 3);
+
+  std::vector<fs::path> all;
+  for (const Rebuilt& r : rebuilt) all.insert(all.end(), {r.original, r.copy});
+  auto tool = ExiftoolStandardTags(all);
+  for (const Rebuilt& r : rebuilt) {
+    SCOPED_TRACE(r.copy.filename().string());
+    auto before = tool[r.original.string()], after = tool[r.copy.string()];
+    if (r.newArtist) {
+      EXPECT_EQ(after["IFD0:Artist"], artist);
+      before.erase("IFD0:Artist");
+      after.erase("IFD0:Artist");
+    }
+    if (!r.newArtist) {
+      // One camera (Panasonic DMC-LC40) stores SHORT, LONG and RATIONAL entries under the
+      // UNDEFINED tag 37510 in its 1st IFD; exiftool shows those as raw bytes in file order, so
+      // in the other byte order they read differently though their values are the same.
+      before.erase("IFD1:UserComment");
+      after.erase("IFD1:UserComment");
+    }
+    EXPECT_EQ(before, after) << "exiftool";
+    std::set<std::string> exiv2Before = Exiv2StandardTags(r.original), exiv2After = Exiv2StandardTags(r.copy);
+    if (r.newArtist) {
+      std::erase_if(exiv2Before, [](const std::string& line) { return line.rfind("0x013b", 0) == 0; });
+      std::erase_if(exiv2After, [](const std::string& line) { return line.rfind("0x013b", 0) == 0; });
+    }
+    EXPECT_EQ(exiv2Before, exiv2After) << "exiv2";
+  }
+}
+
+TEST_F(WriterCorpus, KeepingTheMakerNotePlaceLeavesItsOffsetAlone) {
+  int kept = 0;
+  for (const fs::path& file : files_) {
+    SCOPED_TRACE(Name(file));
+    fs::path copy = Copy(file);
+    ExifDocumentPtr document = Load(copy);
+    ASSERT_TRUE(document);
+    const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote);
+    if (note == nullptr || note->count <= 4) continue;
+    const uint32_t oldOffset = note->sourceWord;
+    Bytes noteBytes(note->Data(), note->Data() + note->ValueSize());
+    const std::string artist(30, 'K');
+    ASSERT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, kArtist, TypeAscii, uint32_t(artist.size() + 1),
+                            artist.c_str()), 1);
+    if (!CommitInto(document.get(), copy, document->bigEndian, 1)) {
+      EXPECT_EQ(ErrorPop(), ErrPayloadTooLarge);
+      continue;
+    }
+    ExifDocumentPtr reread = Load(copy);
+    ASSERT_TRUE(reread);
+    const TagEntry* newNote = ExifFindTag(reread.get(), IfdExif, TagMakerNote);
+    ASSERT_NE(newNote, nullptr);
+    EXPECT_TRUE(Bytes(newNote->Data(), newNote->Data() + newNote->ValueSize()) == noteBytes);
+    // The place is kept whenever the note stood behind the Exif directory as written anew.
+    const IfdTable& exif = reread->tables[SlotExif];
+    if (oldOffset >= exif.baseOffset + 6u + 12u * exif.entryCount) {
+      EXPECT_EQ(newNote->sourceWord, oldOffset);
+      ++kept;
+    }
+  }
+  EXPECT_GT(kept, 30);
+}
+
+// Documents made in memory: the rebuild's structure, deletions in place, and the pad bytes.
+class WriterDocument : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ErrorClear();
+    ASSERT_EQ(ExifCreateEmpty(document_), 1);
+    Put(IfdPrimary, 271, "Maker");  // 6 bytes: out of line, odd end
+    Put(IfdExif, 36867, "2004:05:06 07:08:09");
+    const uint16_t version[2] = {0x0202, 0};
+    ASSERT_EQ(ExifPutTag(document_.get(), IfdGps, 0, TypeByte, 4, version), 1);
+  }
+  void Put(uint32_t kind, uint16_t tag, const std::string& text) {
+    ASSERT_EQ(ExifPutTag(document_.get(), kind, tag, TypeAscii, uint32_t(text.size() + 1), text.c_str()), 1);
+  }
+  ExifDocumentPtr Reread(const uint8_t* bytes, uint32_t size) {
+    ExifDocumentPtr reread;
+    EXPECT_NE(ExifCheckSegment(bytes, size, reread) & StatusParseFailed, StatusParseFailed);
+    return reread;
+  }
+  ExifDocumentPtr document_;
+};
+
+TEST_F(WriterDocument, AnEmptiedGpsIfdIsDroppedWithItsPointer) {
+  const uint8_t* bytes;
+  uint32_t size;
+  ASSERT_EQ(ExifBuild(document_.get(), &bytes, &size, 1, 0), 1);
+  ExifDocumentPtr reread = Reread(bytes, size);
+  ASSERT_TRUE(reread);
+  EXPECT_NE(ExifFindTag(reread.get(), IfdPrimary, TagGpsIfdPointer), nullptr);
+  EXPECT_EQ(reread->bigEndian, 1u);
+  EXPECT_STREQ(reinterpret_cast<const char*>(ExifFindTag(reread.get(), IfdExif, 36867)->Data()), "2004:05:06 07:08:09");
+
+  ASSERT_EQ(ExifQueueEdit(document_.get(), PendingDelete, IfdGps, 0, 0, 0, nullptr), 1);
+  ASSERT_EQ(ExifCommit(document_.get(), &bytes, &size, 1, 0, kCommitForceRebuild), 1);
+  reread = Reread(bytes, size);
+  ASSERT_TRUE(reread);
+  EXPECT_EQ(ExifFindTag(reread.get(), IfdPrimary, TagGpsIfdPointer), nullptr);
+  EXPECT_EQ(reread->tables[SlotGps].entryCount, 0);
+}
+
+TEST_F(WriterDocument, AnInPlaceDeletionShrinksTheDirectoryAndZeroesTheValue) {
+  const uint8_t* bytes;
+  uint32_t size;
+  ASSERT_EQ(ExifBuild(document_.get(), &bytes, &size, 0, 0), 1);
+  ExifDocumentPtr file = Reread(bytes, size);
+  ASSERT_TRUE(file);
+  const uint32_t valueOffset = ExifFindTag(file.get(), IfdExif, 36867)->sourceWord;
+  ASSERT_EQ(ExifQueueEdit(file.get(), PendingDelete, IfdExif, 36867, 0, 0, nullptr), 1);
+  EXPECT_EQ(ExifClassifyEdits(file.get()), EditsInPlace);
+  ASSERT_EQ(ExifCommit(file.get(), &bytes, &size, 0, 0, 1), 1);
+  EXPECT_EQ(size, file->rawSize);
+  const uint8_t* value = bytes + 6 + valueOffset;
+  EXPECT_TRUE(std::all_of(value, value + 20, [](uint8_t b) { return b == 0; }));
+  ExifDocumentPtr reread = Reread(bytes, size);
+  ASSERT_TRUE(reread);
+  EXPECT_EQ(ExifFindTag(reread.get(), IfdExif, 36867), nullptr);
+  EXPECT_EQ(reread->tables[SlotExif].entryCount, 0);
+}
+
+TEST_F(WriterDocument, TwoRebuildsDifferOnlyInThePadBytes) {
+  Put(IfdPrimary, 272, "Model1");  // a second odd-length value: a pad byte before the next one
+  Put(IfdPrimary, 305, "Tavexon 0.9");
+  const uint8_t* bytes;
+  uint32_t size;
+  ASSERT_EQ(ExifBuild(document_.get(), &bytes, &size, 0, 0), 1);
+  Bytes first(bytes, bytes + size);
+  ASSERT_EQ(ExifBuild(document_.get(), &bytes, &size, 0, 0), 1);
+  Bytes second(bytes, bytes + size);
+  ASSERT_EQ(first.size(), second.size());
+  EXPECT_NE(first, second);
+  for (size_t at = 0; at < first.size(); ++at) {
+    if (first[at] == second[at]) continue;
+    // A pad byte follows an odd-length value and comes from "Tavexon\0".
+    EXPECT_NE(std::memchr("Tavexon", first[at], 8), nullptr) << at;
+    EXPECT_EQ(at % 2, 1u) << "pad bytes stand at odd offsets from the TIFF header";
+  }
+}
+
+TEST_F(WriterDocument, APayloadBeyondTheSegmentIsRefused) {
+  std::string large(65000, 'x');
+  Put(IfdPrimary, 270, large);
+  Put(IfdExif, 37510, std::string(1000, 'y'));
+  const uint8_t* bytes;
+  uint32_t size;
+  EXPECT_EQ(ExifBuild(document_.get(), &bytes, &size, 0, 0), 0);
+  EXPECT_EQ(ErrorPop(), ErrPayloadTooLarge);
+}
+
+}  // namespace
