@@ -87,3 +87,5 @@ uint32_t NikonNoteExtent(const uint8_t* note, uint32_t declared, uint32_t limit)
 // it by the bits of tag 131 when that tag exists. Returns 1 when a text was made (tag 132
 // exists), else 0 with `text` empty. CP932, bounded by room and always terminated.
 int NikonLensText(const IfdTable* mainTable, char* text, uint32_t room);
+// The same for an open Nikon context; 0 for any other context.
+int NikonContextLensText(MakerNoteContext* context, char* text, uint32_t room);

@@ -456,7 +456,10 @@ int RationalValueText(const TagEntry* entry, uint32_t table, char* text, uint32_
 int NikonFormatValue(const TagEntry* entry, uint32_t table, char* text, uint32_t room) {
   if (!text || room == 0) return 0;
   text[0] = '\0';
-  if (!entry) return 0;
+  // An entry always carries its four zero bytes; one without them is not read at all. The lens
+  // text of kind 264 needs the note's tables, which an entry alone does not reach: it is
+  // NikonLensText's to compose.
+  if (!entry || entry->value.size() < 4 || table == 264) return 0;
   switch (entry->type) {
     case TypeAscii:
       return AsciiValueText(entry, table, text, room);
@@ -500,4 +503,13 @@ int NikonLensText(const IfdTable* mainTable, char* text, uint32_t room) {
   }
   Emit(composed, text, room);
   return 1;
+}
+
+int NikonContextLensText(MakerNoteContext* context, char* text, uint32_t room) {
+  const NikonContext* nikon = dynamic_cast<const NikonContext*>(context);
+  if (!nikon) {
+    if (text && room) text[0] = '\0';
+    return 0;
+  }
+  return NikonLensText(&nikon->mainTable, text, room);
 }
