@@ -252,18 +252,15 @@ int FileReplaceDestination(const std::string& temporary, const std::string& dest
     placed = Rename(temporary, destination) == 0;
   }
   if (!placed && !Faulty(FaultCopy)) {
+    // The copy must make a new file: with the old one linked, the destination's name is freed
+    // first, so the copy never writes into the bytes the saved name still holds.
+    if (linked) std::remove(destination.c_str());
     placed = fs::copy_file(temporary, destination, fs::copy_options::overwrite_existing, error) && !error;
+    if (!placed) linked = false;  // the destination's name now needs the saved file back
   }
   if (!placed) {
-    // Put the old destination back: under its own name again when it was moved aside; when it
-    // was linked, over whatever a failed copy may have left under the real name.
     if (linked) {
-      std::error_code ignored;
-      if (fs::file_size(saved, ignored) != fs::file_size(destination, ignored) ||
-          !fs::equivalent(saved, destination, ignored)) {
-        std::rename(saved.c_str(), destination.c_str());
-      }
-      std::remove(saved.c_str());
+      std::remove(saved.c_str());  // the destination was never touched
     } else if (!saved.empty()) {
       std::rename(saved.c_str(), destination.c_str());
     }
