@@ -202,6 +202,12 @@ int ExifSaveFileWithLayout(const std::string& sourcePath, const std::string& des
   }
   // The note stays as bytes: keep it where it stood, and let the last gate catch a move.
   const uint32_t oldOffset = editClass == EditsRebuild ? MakerNoteOffset(document) : 0;
+  // A note carried as bytes keeps its own byte order, which may be the Exif's old one: the
+  // user is told before the Exif around it changes order.
+  if (oldOffset != 0 && layout.bigEndian != document->bigEndian &&
+      AskAbout(owner, kMessageMakerNoteUnreadable, destinationPath, PromptButtonsOkCancel, PromptIconWarning) ==
+          PromptAnswerCancel)
+    return SaveCancelled;
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
   if (!BuildPayload(document, mode, layout, oldOffset != 0 ? 1 : 0, &bytes, &size)) return SaveFailed;
