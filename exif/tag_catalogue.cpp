@@ -1,15 +1,55 @@
 // Lookups over the tag catalogue, the table names and the type names.
 #include "exif/tag_catalogue.h"
 
+#include <algorithm>
 #include <array>
 #include <iterator>
+#include <vector>
 
 #include "exif/makernote_handler.h"
 #include "frame/cp932.h"
 
 namespace {
 
-const char* UnknownText() { return Cp932Text("不明"); }
+const char* UnknownText() {
+  static const char* const unknown = Cp932Text("不明");
+  return unknown;
+}
+
+// The CP932 display names of the document's own tables, converted once and kept sorted by
+// tag: a file's list asks for every tag's name, and the conversion cache takes a lock.
+class OwnNames {
+ public:
+  OwnNames() {
+    for (uint32_t kind = IfdPrimary; kind <= IfdGps; ++kind) {
+      const TagDefinition* table = TagCatalogueOwnTable(kind);
+      auto& names = names_[kind];
+      for (uint32_t row = 0, count = TagCatalogueCount(table); row < count; ++row)
+        names.push_back({table[row].tag, Cp932Text(table[row].displayName)});
+      // Stable, so that the first row of a tag stays first, as a scan of the table finds it.
+      std::stable_sort(names.begin(), names.end(), [](const Named& a, const Named& b) { return a.tag < b.tag; });
+    }
+  }
+  const char* Name(uint32_t kind, uint16_t tag) const {
+    if (kind < IfdPrimary || kind > IfdGps) return UnknownText();
+    const auto& names = names_[kind];
+    const auto at = std::lower_bound(names.begin(), names.end(), tag,
+                                     [](const Named& named, uint16_t wanted) { return named.tag < wanted; });
+    return at != names.end() && at->tag == tag ? at->name : UnknownText();
+  }
+
+ private:
+  struct Named {
+    uint16_t tag;
+    const char* name;
+  };
+  std::array<std::vector<Named>, IfdGps + 1> names_;
+};
+
+const OwnNames& OwnDisplayNames() {
+  static const OwnNames names;
+  return names;
+}
 
 // The display names of the TIFF types, by type number; type 6 has none.
 constexpr std::array<const char*, 11> kTypeNames = {
@@ -85,7 +125,7 @@ const char* TagDisplayName(const ExifDocument* document, uint32_t kind, uint16_t
     }
     return UnknownText();
   }
-  return TagRowDisplayName(TagCatalogueFind(TagCatalogueOwnTable(kind), tag));
+  return OwnDisplayNames().Name(kind, tag);
 }
 
 const char* TagExifName(const ExifDocument* document, uint32_t kind, uint16_t tag) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -22,7 +23,7 @@ constexpr uint32_t kLensKind = 264;
 
 // One formatted item; the longest is a signed rational with nine decimals and a unit.
 struct Piece {
-  std::array<char, 80> bytes{};
+  std::array<char, 80> bytes;  // filled by whoever makes the piece
   int length = 0;
   std::string_view view() const { return {bytes.data(), size_t(length)}; }
 };
@@ -30,11 +31,22 @@ struct Piece {
 Piece Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 Piece Format(const char* format, ...) {
   Piece piece;
+  piece.bytes[0] = 0;
   va_list arguments;
   va_start(arguments, format);
   const int written = std::vsnprintf(piece.bytes.data(), piece.bytes.size(), format, arguments);
   va_end(arguments);
   piece.length = std::clamp(written, 0, int(piece.bytes.size()) - 1);
+  return piece;
+}
+
+// A whole number, without the cost of a format string (lists of thousands of numbers).
+template <class T>
+Piece Integer(T value) {
+  Piece piece;
+  const auto result = std::to_chars(piece.bytes.data(), piece.bytes.data() + piece.bytes.size() - 1, value);
+  piece.length = int(result.ptr - piece.bytes.data());
+  piece.bytes[size_t(piece.length)] = 0;
   return piece;
 }
 
@@ -127,8 +139,11 @@ uint64_t Magnitude(int64_t value) { return value < 0 ? uint64_t(-value) : uint64
 int FormatBytes(const TagEntry& entry, Output& out) {
   const uint32_t count = ElementCount(entry);
   if (out.room < 3 || count == 0) return 0;
+  static constexpr char kHex[] = "0123456789ABCDEF";
   for (uint32_t i = 0; i < count; ++i) {
-    if (out.Put(Format("%02X ", entry.Data()[i]).view())) continue;
+    const uint8_t byte = entry.Data()[i];
+    const char item[3] = {kHex[byte >> 4], kHex[byte & 15], ' '};
+    if (out.Put(std::string_view(item, 3))) continue;
     if (out.length >= 3) {
       std::memcpy(out.text + out.length - 3, "...", 3);
     } else {
@@ -152,7 +167,12 @@ class NumberList {
 
   bool Add(std::string_view item) {
     if (ended_) return false;
-    Piece joined = Format("%s%.*s", first_ ? "" : ",", int(item.size()), item.data());
+    Piece joined;
+    joined.bytes[0] = 0;
+    if (!first_) joined.bytes[joined.length++] = ',';
+    const size_t size = std::min(item.size(), joined.bytes.size() - 2);
+    std::memcpy(joined.bytes.data() + joined.length, item.data(), size);
+    joined.length += int(size);
     first_ = false;
     if (out_.Put(joined.view())) return true;
     End(joined.view());
@@ -195,16 +215,16 @@ int FormatNumbers(const TagEntry& entry, Output& out, int decimal) {
     Piece item;
     switch (entry.type) {
       case TypeShort:
-        item = Format("%d", int(entry.U16(i)));
+        item = Integer(int(entry.U16(i)));
         break;
       case TypeSShort:
-        item = Format("%d", int(entry.S16(i)));
+        item = Integer(int(entry.S16(i)));
         break;
       case TypeLong:
-        item = Format("%u", entry.U32(i));
+        item = Integer(entry.U32(i));
         break;
       case TypeSLong:
-        item = Format("%d", entry.S32(i));
+        item = Integer(entry.S32(i));
         break;
       case TypeRational:
         item = decimal ? DecimalItem(RationalAt(entry, i)) : Format("%u/%u", entry.U32(2 * i), entry.U32(2 * i + 1));
