@@ -9,27 +9,60 @@ namespace {
 constexpr const char* kUnknown = "不明";
 
 // 0th and 1st IFD.
-constexpr ValueText kCompression[] = {{1, "非圧縮"}, {6, "JPEG 圧縮"}};
-constexpr ValueText kPhotometric[] = {{2, "RGB"}, {6, "YCbCr"}};
-constexpr ValueText kOrientation[] = {
-    {1, "0番目の行が上、0番目の列が左"}, {2, "0番目の行が上、0番目の列が右"},
-    {3, "0番目の行が下、0番目の列が右"}, {4, "0番目の行が下、0番目の列が左"},
-    {5, "0番目の行が左、0番目の列が上"}, {6, "0番目の行が右、0番目の列が上"},
-    {7, "0番目の行が右、0番目の列が下"}, {8, "0番目の行が左、0番目の列が下"},
+constexpr ValueText kCompression[] = {
+    {1, "非圧縮"},
+    {6, "JPEG 圧縮"},
 };
-constexpr ValueText kPlanar[] = {{1, "点順次(chunky)"}, {2, "面順次(planar)"}};
-constexpr ValueText kResolutionUnit[] = {{2, "ｲﾝﾁ"}, {3, "ｾﾝﾁﾒｰﾄﾙ"}};
-constexpr ValueText kSubSampling[] = {{1, "YCbCr4:2:2"}, {2, "YCbCr4:2:0"}};
-constexpr ValueText kPositioning[] = {{1, "中心"}, {2, "一致"}};
+constexpr ValueText kPhotometric[] = {
+    {2, "RGB"},
+    {6, "YCbCr"},
+};
+constexpr ValueText kOrientation[] = {
+    {1, "0番目の行が上、0番目の列が左"},
+    {2, "0番目の行が上、0番目の列が右"},
+    {3, "0番目の行が下、0番目の列が右"},
+    {4, "0番目の行が下、0番目の列が左"},
+    {5, "0番目の行が左、0番目の列が上"},
+    {6, "0番目の行が右、0番目の列が上"},
+    {7, "0番目の行が右、0番目の列が下"},
+    {8, "0番目の行が左、0番目の列が下"},
+};
+constexpr ValueText kPlanar[] = {
+    {1, "点順次(chunky)"},
+    {2, "面順次(planar)"},
+};
+constexpr ValueText kResolutionUnit[] = {
+    {2, "ｲﾝﾁ"},
+    {3, "ｾﾝﾁﾒｰﾄﾙ"},
+};
+constexpr ValueText kSubSampling[] = {
+    {1, "YCbCr4:2:2"},
+    {2, "YCbCr4:2:0"},
+};
+constexpr ValueText kPositioning[] = {
+    {1, "中心"},
+    {2, "一致"},
+};
 
 // Exif IFD.
 constexpr ValueText kExposureProgram[] = {
-    {0, "未定義"}, {1, "ﾏﾆｭｱﾙ"},  {2, "ﾌﾟﾛｸﾞﾗﾑｵｰﾄ"}, {3, "絞り優先"}, {4, "ｼｬｯﾀｰ優先"},
-    {5, "creative"}, {6, "action"}, {7, "ﾎﾟｰﾄﾚｲﾄ"},     {8, "風景"},
+    {0, "未定義"},
+    {1, "ﾏﾆｭｱﾙ"},
+    {2, "ﾌﾟﾛｸﾞﾗﾑｵｰﾄ"},
+    {3, "絞り優先"},
+    {4, "ｼｬｯﾀｰ優先"},
+    {5, "creative"},
+    {6, "action"},
+    {7, "ﾎﾟｰﾄﾚｲﾄ"},
+    {8, "風景"},
 };
 constexpr ValueText kMeteringMode[] = {
-    {1, "平均測光"},         {2, "中央重点測光"},   {3, "ｽﾎﾟｯﾄ測光"},
-    {4, "ﾏﾙﾁｽﾎﾟｯﾄ測光"}, {5, "ﾏﾙﾁﾊﾟﾀｰﾝ測光"}, {6, "部分測光"},
+    {1, "平均測光"},
+    {2, "中央重点測光"},
+    {3, "ｽﾎﾟｯﾄ測光"},
+    {4, "ﾏﾙﾁｽﾎﾟｯﾄ測光"},
+    {5, "ﾏﾙﾁﾊﾟﾀｰﾝ測光"},
+    {6, "部分測光"},
 };
 constexpr ValueText kLightSource[] = {
     {0, "不明"},
@@ -78,33 +111,102 @@ constexpr ValueText kFlash[] = {
     {93, "発光(auot,ﾘﾀｰﾝ未検出,赤目軽減)"},
     {95, "発光(auot,ﾘﾀｰﾝ検出,赤目軽減)"},
 };
-constexpr ValueText kColorSpace[] = {{1, "sRGB"}, {65535, "Uncalibrated"}};
+constexpr ValueText kColorSpace[] = {
+    {1, "sRGB"},
+    {65535, "Uncalibrated"},
+};
 constexpr ValueText kSensingMethod[] = {
-    {1, "未定義"},         {2, "単板ｶﾗｰｾﾝｻ"},   {3, "2板ｶﾗｰｾﾝｻ"},      {4, "3板ｶﾗｰｾﾝｻ"},
-    {5, "色順次ｶﾗｰｾﾝｻ"}, {7, "3線ﾘﾆｱｾﾝｻ"}, {8, "色順次ﾘﾆｱｾﾝｻ"},
+    {1, "未定義"},
+    {2, "単板ｶﾗｰｾﾝｻ"},
+    {3, "2板ｶﾗｰｾﾝｻ"},
+    {4, "3板ｶﾗｰｾﾝｻ"},
+    {5, "色順次ｶﾗｰｾﾝｻ"},
+    {7, "3線ﾘﾆｱｾﾝｻ"},
+    {8, "色順次ﾘﾆｱｾﾝｻ"},
 };
-constexpr ValueText kCustomRendered[] = {{0, "Normal process"}, {1, "Custom process"}};
-constexpr ValueText kExposureMode[] = {{0, "Auto exposure"}, {1, "Manual exposure"}, {2, "Auto bracket"}};
-constexpr ValueText kWhiteBalance[] = {{0, "Auto white balance"}, {1, "Manual white balance"}};
-constexpr ValueText kSceneCaptureType[] = {{0, "ｽﾀﾝﾀﾞｰﾄﾞ"}, {1, "風景"}, {2, "ﾎﾟｰﾄﾚｰﾄ"}, {3, "夜景"}};
+constexpr ValueText kCustomRendered[] = {
+    {0, "Normal process"},
+    {1, "Custom process"},
+};
+constexpr ValueText kExposureMode[] = {
+    {0, "Auto exposure"},
+    {1, "Manual exposure"},
+    {2, "Auto bracket"},
+};
+constexpr ValueText kWhiteBalance[] = {
+    {0, "Auto white balance"},
+    {1, "Manual white balance"},
+};
+constexpr ValueText kSceneCaptureType[] = {
+    {0, "ｽﾀﾝﾀﾞｰﾄﾞ"},
+    {1, "風景"},
+    {2, "ﾎﾟｰﾄﾚｰﾄ"},
+    {3, "夜景"},
+};
 constexpr ValueText kGainControl[] = {
-    {0, "None"}, {1, "Low gain up"}, {2, "High gain up"}, {3, "Low gain down"}, {4, "High gain down"},
+    {0, "None"},
+    {1, "Low gain up"},
+    {2, "High gain up"},
+    {3, "Low gain down"},
+    {4, "High gain down"},
 };
-constexpr ValueText kContrast[] = {{0, "ﾉｰﾏﾙ"}, {1, "ｿﾌﾄ"}, {2, "ﾊｰﾄﾞ"}};
-constexpr ValueText kSaturation[] = {{0, "通常"}, {1, "弱め"}, {2, "強め"}};
-constexpr ValueText kSharpness[] = {{0, "ﾉｰﾏﾙ"}, {1, "ｿﾌﾄ"}, {2, "ﾊｰﾄﾞ"}};
-constexpr ValueText kDistanceRange[] = {{0, "unknown"}, {1, "Macro"}, {2, "Close view"}, {3, "Distant view"}};
-constexpr ValueText kFileSource[] = {{3, "DSC"}};
-constexpr ValueText kSceneType[] = {{1, "直接撮影された画像"}};
+constexpr ValueText kContrast[] = {
+    {0, "ﾉｰﾏﾙ"},
+    {1, "ｿﾌﾄ"},
+    {2, "ﾊｰﾄﾞ"},
+};
+constexpr ValueText kSaturation[] = {
+    {0, "通常"},
+    {1, "弱め"},
+    {2, "強め"},
+};
+constexpr ValueText kSharpness[] = {
+    {0, "ﾉｰﾏﾙ"},
+    {1, "ｿﾌﾄ"},
+    {2, "ﾊｰﾄﾞ"},
+};
+constexpr ValueText kDistanceRange[] = {
+    {0, "unknown"},
+    {1, "Macro"},
+    {2, "Close view"},
+    {3, "Distant view"},
+};
+constexpr ValueText kFileSource[] = {
+    {3, "DSC"},
+};
+constexpr ValueText kSceneType[] = {
+    {1, "直接撮影された画像"},
+};
 
 // GPS IFD.
-constexpr ValueText kAltitudeRef[] = {{0, "海抜基準"}};
-constexpr ValueText kLatitudeRef[] = {{'N', "北緯"}, {'S', "南緯"}};
-constexpr ValueText kLongitudeRef[] = {{'E', "東経"}, {'W', "西経"}};
-constexpr ValueText kGpsStatus[] = {{'A', "測位中"}, {'V', "未測位(中断中)"}};
-constexpr ValueText kMeasureMode[] = {{'2', "2次元測位中"}, {'3', "3次元測位中"}};
-constexpr ValueText kDistanceUnit[] = {{'K', "ｷﾛﾒｰﾀ"}, {'M', "ﾏｲﾙ"}, {'N', "ﾉｯﾄ"}};
-constexpr ValueText kDirectionRef[] = {{'M', "磁気方位"}, {'T', "真方位"}};
+constexpr ValueText kAltitudeRef[] = {
+    {0, "海抜基準"},
+};
+constexpr ValueText kLatitudeRef[] = {
+    {'N', "北緯"},
+    {'S', "南緯"},
+};
+constexpr ValueText kLongitudeRef[] = {
+    {'E', "東経"},
+    {'W', "西経"},
+};
+constexpr ValueText kGpsStatus[] = {
+    {'A', "測位中"},
+    {'V', "未測位(中断中)"},
+};
+constexpr ValueText kMeasureMode[] = {
+    {'2', "2次元測位中"},
+    {'3', "3次元測位中"},
+};
+constexpr ValueText kDistanceUnit[] = {
+    {'K', "ｷﾛﾒｰﾀ"},
+    {'M', "ﾏｲﾙ"},
+    {'N', "ﾉｯﾄ"},
+};
+constexpr ValueText kDirectionRef[] = {
+    {'M', "磁気方位"},
+    {'T', "真方位"},
+};
 
 template <size_t N>
 constexpr ValueTable Table(uint32_t kind, ValueGroup group, uint16_t tag, const ValueText (&rows)[N],
