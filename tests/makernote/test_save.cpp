@@ -1,0 +1,187 @@
+// The save path's decisions: a read-only destination, the recorded move of a note carried as
+// bytes, a cancelled question, and a note that fails to parse.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <vector>
+
+#include "exif/exif_reader.h"
+#include "makernote/makernote_one_table.h"
+#include "makernote/makernote_recognise.h"
+#include "makernote/makernote_save.h"
+#include "test_framework_support.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Answers by a script and remembers what was asked.
+struct Script {
+  PromptAnswer answer = PromptAnswerOk;
+  std::vector<uint32_t> asked;
+};
+PromptAnswer Scripted(void* user, const PromptQuestion& question) {
+  Script* script = static_cast<Script*>(user);
+  script->asked.push_back(question.messageId);
+  return question.buttons == PromptButtonsOk ? PromptAnswerOk : script->answer;
+}
+
+// A copy of a corpus file the test may rewrite.
+fs::path CopyOf(const testsupport::ScratchDir& scratch, const std::string& corpusFile, const std::string& name) {
+  const fs::path copy = scratch / name;
+  fs::copy_file(testsupport::SharedSub("corpus/makers") / corpusFile, copy);
+  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
+  return copy;
+}
+
+int SaveLongArtist(const fs::path& source, const fs::path& destination, Script* script, int artistLength) {
+  ExifDocumentPtr document = frameworktest::ReadDocument(source);
+  if (!document) return 99;
+  const std::string artist(size_t(artistLength), 'a');
+  ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, uint32_t(artist.size() + 1), artist.c_str());
+  Prompt prompt{Scripted, script};
+  return ExifSaveFile(source.string(), destination.string(), document.get(), &prompt, 1);
+}
+
+struct NotePlace {
+  uint32_t place = 0;
+  int32_t schema = 0;
+  bool hasSchema = false;
+};
+NotePlace ReadPlace(const fs::path& file) {
+  NotePlace found;
+  ExifDocumentPtr document = frameworktest::ReadDocument(file);
+  if (!document) return found;
+  if (const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote)) found.place = note->sourceWord;
+  if (const TagEntry* schema = ExifFindTag(document.get(), IfdExif, TagOffsetSchema)) {
+    found.schema = schema->S32(0);
+    found.hasSchema = true;
+  }
+  return found;
+}
+
+// The Pentax note of this file is carried as bytes and sits close behind the 0th IFD, so a
+// longer Artist moves it.
+constexpr const char* kMovingNote = "pentax/digicam_ist_DL_IMGP6668.JPG";
+
+}  // namespace
+
+TEST(SaveFile, ReadOnlyDestinationIsRefusedAndLeftAlone) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  testsupport::ScratchDir scratch;
+  const fs::path source = CopyOf(scratch, kMovingNote, "source.jpg");
+  const fs::path destination = CopyOf(scratch, "canon/exiftool_Canon1DmkIII.jpg", "readonly.jpg");
+  fs::permissions(destination, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+  const auto before = testsupport::ReadBytes(destination);
+  Script script;
+  EXPECT_EQ(SaveLongArtist(source, destination, &script, 3), SaveFailed);
+  EXPECT_EQ(script.asked, std::vector<uint32_t>{117});
+  EXPECT_EQ(testsupport::ReadBytes(destination), before);
+}
+
+TEST(SaveFile, TwoMovesAccumulateInOffsetSchema) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  testsupport::ScratchDir scratch;
+  const fs::path original = CopyOf(scratch, kMovingNote, "original.jpg");
+  const fs::path once = scratch / "once.jpg";
+  const fs::path twice = scratch / "twice.jpg";
+  const NotePlace start = ReadPlace(original);
+  ASSERT_GT(start.place, 0u);
+  Script script;
+  ASSERT_EQ(SaveLongArtist(original, once, &script, 300), SaveWritten);
+  EXPECT_EQ(script.asked, std::vector<uint32_t>{1}) << "a note no handler reads moved: message 1";
+  const NotePlace first = ReadPlace(once);
+  ASSERT_TRUE(first.hasSchema);
+  ASSERT_NE(first.place, start.place);
+  EXPECT_EQ(first.schema, int32_t(first.place - start.place));
+  ASSERT_EQ(SaveLongArtist(once, twice, &script, 700), SaveWritten);
+  const NotePlace second = ReadPlace(twice);
+  ASSERT_NE(second.place, first.place);
+  EXPECT_EQ(second.schema, int32_t(second.place - start.place)) << "the second move adds to the first";
+  // The moved note's pointers still say the first place; the recorded bias finds them again.
+  ExifDocumentPtr document = frameworktest::ReadDocument(twice);
+  const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote);
+  EXPECT_EQ(MakerNoteRecogniseFamily(document->raw.data(), document->rawSize, note, uint32_t(second.schema)),
+            FamilyPentax);
+}
+
+TEST(SaveFile, CancelledQuestionWritesNothing) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  testsupport::ScratchDir scratch;
+  const fs::path source = CopyOf(scratch, kMovingNote, "source.jpg");
+  const auto before = testsupport::ReadBytes(source);
+  Script script;
+  script.answer = PromptAnswerCancel;
+  EXPECT_EQ(SaveLongArtist(source, source, &script, 300), SaveCancelled);
+  EXPECT_EQ(testsupport::ReadBytes(source), before);
+  // With no prompt at all the answer is the one that writes nothing.
+  ExifDocumentPtr document = frameworktest::ReadDocument(source);
+  const std::string artist(300, 'a');
+  ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, 301, artist.c_str());
+  EXPECT_EQ(ExifSaveFile(source.string(), source.string(), document.get(), nullptr, 1), SaveCancelled);
+  EXPECT_EQ(testsupport::ReadBytes(source), before);
+}
+
+TEST(SaveFile, EqualSizeEditPatchesWithoutQuestions) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  testsupport::ScratchDir scratch;
+  const fs::path source = CopyOf(scratch, kMovingNote, "source.jpg");
+  const fs::path destination = scratch / "patched.jpg";
+  Script script;
+  ExifDocumentPtr document = frameworktest::ReadDocument(source);
+  const uint16_t orientation = 3;
+  ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 274, TypeShort, 1, &orientation));
+  Prompt prompt{Scripted, &script};
+  ASSERT_EQ(ExifSaveFile(source.string(), destination.string(), document.get(), &prompt, 1), SaveWritten);
+  EXPECT_TRUE(script.asked.empty());
+  EXPECT_EQ(ReadPlace(destination).place, ReadPlace(source).place);
+  EXPECT_EQ(testsupport::ReadBytes(destination).size(), testsupport::ReadBytes(source).size());
+}
+
+namespace {
+
+// A handler that recognises every note and never reads one: a note that fails to parse.
+MakerNoteContext* FailingCreate() { return std::make_unique<MakerNoteOneTableContext>().release(); }
+void FailingDestroy(MakerNoteContext* context) { std::unique_ptr<MakerNoteContext> owned(context); }
+int FailingParse(MakerNoteContext*, const uint8_t*, uint32_t, uint32_t, const TagEntry*) { return 0; }
+int FailingRecognise(const uint8_t* segment, uint32_t size, TagEntry* tag, uint32_t bias, MakerNoteHandler** out) {
+  auto handler = std::make_unique<MakerNoteHandler>();
+  handler->family = FamilyPentax;
+  handler->Create = FailingCreate;
+  handler->Destroy = FailingDestroy;
+  handler->Parse = FailingParse;
+  handler->context = FailingCreate();
+  handler->segment = segment;
+  handler->segmentSize = size;
+  handler->noteTag = tag;
+  handler->offsetBias = bias;
+  *out = handler.release();
+  return 1;
+}
+
+}  // namespace
+
+TEST(SaveFile, NoteThatFailsToParseLeavesTheSourceUntouched) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  testsupport::ScratchDir scratch;
+  const fs::path source = CopyOf(scratch, kMovingNote, "source.jpg");
+  const auto before = testsupport::ReadBytes(source);
+  ExifDocumentPtr document = frameworktest::ReadDocument(source);
+  ASSERT_TRUE(document);
+  ExifCloseMakerNote(document.get());
+  static const MakerNoteRegistry failing{FailingRecognise, nullptr, nullptr};
+  ExifInstallMakerNotes(&failing);
+  const std::string artist(60, 'a');
+  ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, 61, artist.c_str());
+  Script script;
+  Prompt prompt{Scripted, &script};
+  ErrorClear();
+  const int result = ExifSaveFile(source.string(), source.string(), document.get(), &prompt, 1);
+  const uint32_t code = ErrorPeek();
+  MakerNoteInstall();
+  EXPECT_EQ(result, SaveFailed);
+  EXPECT_EQ(code, uint32_t(ErrMakerNoteParse));
+  EXPECT_TRUE(script.asked.empty());
+  EXPECT_EQ(testsupport::ReadBytes(source), before);
+}
