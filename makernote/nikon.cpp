@@ -278,6 +278,7 @@ int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segme
   NikonClearTable(&nikon->scannerTable);
   nikon->editable = 0;
   nikon->needsRebuild = 0;
+  nikon->readFailed = 1;
   const uint64_t start = 6 + uint64_t(noteTag->sourceWord);
   const uint32_t available = start <= segmentSize ? segmentSize - uint32_t(start) : 0;
   const uint8_t* note = segment + (start <= segmentSize ? start : 0);
@@ -292,6 +293,7 @@ int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segme
     ErrorPush(ErrNikonParse);
     return 0;
   }
+  nikon->readFailed = 0;
   nikon->editable = TagListAllDistinct(&nikon->mainTable) && TagListAllDistinct(&nikon->thumbnailTable) &&
                     TagListAllDistinct(&nikon->scannerTable);
   return 1;
@@ -303,7 +305,9 @@ int NikonBuild(MakerNoteContext* context, uint8_t* output, uint32_t room, uint32
     ErrorPush(ErrInvalidArgument);
     return 0;
   }
-  if (nikon->mainTable.tags.empty() && nikon->thumbnailTable.tags.empty() && nikon->scannerTable.tags.empty()) {
+  // A note read only in part would lose what was not read: it is carried as it stands or not at all.
+  if (nikon->readFailed ||
+      (nikon->mainTable.tags.empty() && nikon->thumbnailTable.tags.empty() && nikon->scannerTable.tags.empty())) {
     ErrorPush(ErrMakerNoteBuild);
     return 0;
   }

@@ -53,6 +53,7 @@ struct NikonContext : MakerNoteContext {
   IfdTable thumbnailTable;
   IfdTable scannerTable;
   uint32_t needsRebuild = 0;  // the pointers reach past the tag's count, or a parse broke off
+  uint32_t readFailed = 0;    // the last parse broke off: the tables hold part of the note only
 };
 
 // Fills the eleven operations of a handler record with the Nikon ones.

@@ -2,6 +2,7 @@
 // Exiv2 read them as before.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
@@ -252,4 +253,111 @@ TEST(NikonCorpus, RebuiltNoteReadsAsBeforeInExifToolAndExiv2) {
     ++rebuilt;
   }
   EXPECT_GE(rebuilt, 6);
+}
+
+namespace {
+
+// The D70's file with some bytes of its note replaced; `at` counts from the note's first byte.
+fs::path DamagedD70(const testsupport::ScratchDir& scratch, size_t at, const std::vector<uint8_t>& bytes) {
+  const fs::path source = testsupport::SharedSub("corpus/makers/nikon/exiftool_NikonD70.jpg");
+  std::vector<unsigned char> file = testsupport::ReadBytes(source);
+  const std::string header("Nikon\0\2", 7);
+  const auto note = std::search(file.begin(), file.end(), header.begin(), header.end());
+  EXPECT_NE(note, file.end());
+  std::copy(bytes.begin(), bytes.end(), note + at);
+  const fs::path damaged = scratch / ("damaged_" + std::to_string(at) + ".jpg");
+  testsupport::WriteBytes(damaged, file);
+  return damaged;
+}
+
+}  // namespace
+
+// Whatever tag 37500 holds ends in one of the described outcomes, and a save never breaks what
+// could not be read.
+TEST(NikonBadInput, UnrecognisedNoteIsCarriedAsBytes) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers/nikon/exiftool_NikonD70.jpg");
+  testsupport::ScratchDir scratch;
+  const fs::path damaged = DamagedD70(scratch, 0, {'N', 'o', 'k', 'o', 'n'});
+  ExifDocumentPtr document = OpenDocument(damaged);
+  ASSERT_TRUE(document);
+  EXPECT_EQ(ExifHasMakerNote(document.get()), 0);
+  ErrorClear();
+  EXPECT_EQ(ExifOpenMakerNote(document.get()), 0);
+  EXPECT_EQ(ErrorPop(), uint32_t(ErrMakerNoteUnknown));
+  const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote);
+  ASSERT_NE(note, nullptr);
+  const std::vector<uint8_t> before(note->Data(), note->Data() + note->count);
+
+  const char artist[] = "Tavexon";
+  ASSERT_EQ(ExifPutTag(document.get(), IfdPrimary, 315, TypeAscii, sizeof artist, artist), 1);
+  const fs::path saved = scratch / "saved.jpg";
+  if (ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, 0) == SaveWritten) {
+    ExifDocumentPtr reread = OpenDocument(saved);
+    ASSERT_TRUE(reread);
+    const TagEntry* kept = ExifFindTag(reread.get(), IfdExif, TagMakerNote);
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(std::vector<uint8_t>(kept->Data(), kept->Data() + kept->count), before);
+  }
+  ErrorClear();
+}
+
+TEST(NikonBadInput, NoteThatFailsToParseStaysOpenAndIsNotRebuilt) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers/nikon/exiftool_NikonD70.jpg");
+  testsupport::ScratchDir scratch;
+  // The D70's note is big-endian; its main directory stands 8 bytes behind the TIFF header.
+  const std::vector<unsigned char> original =
+      testsupport::ReadBytes(testsupport::SharedSub("corpus/makers/nikon/exiftool_NikonD70.jpg"));
+  const std::string header("Nikon\0\2", 7);
+  const size_t note = size_t(std::search(original.begin(), original.end(), header.begin(), header.end()) -
+                             original.begin());
+  const size_t directory = note + 18;
+  const uint16_t entries = ExifReadU16(1, original.data() + directory);
+  size_t link = 0;
+  for (uint16_t i = 0; i < entries; ++i)
+    if (ExifReadU16(1, original.data() + directory + 2 + 12 * i) == NikonTagThumbnailIfd) link = 2 + 12 * i + 8 + 18;
+  ASSERT_NE(link, 0u);
+  // Tag 17 pointing far outside: the main table is read, the thumbnail table is not.
+  const fs::path damaged = DamagedD70(scratch, link, {0x00, 0x0F, 0xFF, 0xF0});
+  uint32_t status = 0;
+  ExifDocumentPtr document = OpenDocument(damaged, &status);
+  ASSERT_TRUE(document);
+  EXPECT_NE(status & StatusMakerNoteFailed, 0u);
+  EXPECT_EQ(ExifHasMakerNote(document.get()), 1);
+  ErrorClear();
+  EXPECT_EQ(ExifOpenMakerNote(document.get()), 0);
+  EXPECT_EQ(ErrorPop(), uint32_t(ErrMakerNoteParse));
+  EXPECT_EQ(ErrorPop(), uint32_t(ErrNikonParse));
+  EXPECT_GT(ExifTagCount(document.get(), kNikonMainKind), 10);
+  EXPECT_EQ(ExifMakerNoteControl(document.get(), MnIsEditable, 0, 0), 0);
+  EXPECT_EQ(ExifMakerNoteControl(document.get(), MnNeedsRebuild, 0, 0), 1);
+
+  // What was read is shown, but never written back as the whole note.
+  const fs::path saved = scratch / "saved.jpg";
+  EXPECT_EQ(ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, 0), SaveFailed);
+  EXPECT_FALSE(fs::exists(saved));
+  ErrorClear();
+}
+
+// Every file of the corpus, hostile ones included: a Nikon note that opens also builds, and what
+// it builds reads again.
+TEST(NikonBadInput, EveryCorpusNoteThatOpensRebuilds) {
+  TAVEXON_REQUIRE_SHARED("corpus");
+  int opened = 0;
+  for (const fs::path& file : testsupport::FilesUnder(testsupport::SharedSub("corpus"))) {
+    SCOPED_TRACE(file.filename().string());
+    ExifDocumentPtr document = OpenDocument(file);
+    NikonContext* nikon = Nikon(document.get());
+    if (!nikon) continue;
+    ++opened;
+    uint32_t size = 0;
+    ASSERT_EQ(NikonBuild(nikon, nullptr, 0, &size), 1);
+    std::vector<uint8_t> note(size);
+    ASSERT_EQ(NikonBuild(nikon, note.data(), size, &size), 1);
+    NoteSegment segment = SegmentOf(note, size);
+    ContextPtr again(NikonCreate());
+    EXPECT_EQ(NikonParse(again.get(), segment.bytes.data(), uint32_t(segment.bytes.size()), 0, &segment.tag), 1);
+    EXPECT_EQ(AsNikon(again)->preview, nikon->preview);
+  }
+  EXPECT_GE(opened, 8);
+  ErrorClear();
 }
