@@ -112,10 +112,16 @@ int UsageFailure(const std::string& path, uint32_t messageId) {
   return CliUsage;
 }
 
-// Reads the file; a note that fails to parse still gives a document, and the save refuses it.
+// Reads the file. A note that fails to parse refuses the edit: rebuilding it from what was
+// read would lose the rest, and the file stays as it is.
 int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
   ErrorClear();
   const uint32_t status = ExifCheckFile(path, document);
+  if (document && (status & StatusMakerNoteFailed) != 0) {
+    CliReportFailure(path, ErrMakerNoteParse, CliReadMessage(status, ErrMakerNoteParse));
+    CliReportFailure(path, ErrMakerNoteParse, kMessageSaveFailed);
+    return 0;
+  }
   if (document) return 1;
   const uint32_t code = ErrorPop();
   CliReportFailure(path, code, CliReadMessage(status, code));
