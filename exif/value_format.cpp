@@ -28,7 +28,6 @@ struct Piece {
   std::string_view view() const { return {bytes.data(), size_t(length)}; }
 };
 
-Piece Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 Piece Format(const char* format, ...) {
   Piece piece;
   piece.bytes[0] = 0;
@@ -548,7 +547,7 @@ int FormatMakerNote(const ExifDocument* document, const TagEntry& entry, uint32_
   if (!handler->FormatValue) return FormatValueInto(&entry, out, 0);
   handler->FormatValue(&entry, kind & 0xFFFFu, out.text, out.room);
   out.text[out.room - 1] = 0;
-  out.length = uint32_t(strnlen(out.text, out.room));
+  out.length = uint32_t(std::find(out.text, out.text + out.room, '\0') - out.text);
   return out.Done();
 }
 
