@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
@@ -20,6 +21,8 @@
 namespace {
 
 constexpr uint32_t kLensKind = 264;
+
+std::atomic<LensTextFunction> g_lensText{nullptr};
 
 // One formatted item; the longest is a signed rational with nine decimals and a unit.
 struct Piece {
@@ -584,11 +587,18 @@ int ExifDescribeTag(const ExifDocument* document, uint32_t kind, const TagEntry*
   return ExifFormatTag(document, entry, kind, text, room);
 }
 
+void ExifInstallLensText(LensTextFunction compose) { g_lensText.store(compose); }
+
 int ExifTagText(ExifDocument* document, uint32_t kind, uint16_t tag, char* text, uint32_t room) {
   Output out(text, room);
   if (!document || !out.room) return 0;
   if ((kind & 0xFFFFu) == kLensKind) {
-    // Not a table: the handler composes the lens text from the note it holds.
+    // Not a table: the lens text is composed from the note's tables.
+    if (const LensTextFunction compose = g_lensText.load()) {
+      const int made = compose(document, kind, tag, out.text, out.room);
+      out.text[out.room - 1] = 0;
+      return made == 1 && out.text[0] != 0 ? 1 : 0;
+    }
     MakerNoteHandler* handler = TagKindHandler(document, kind);
     if (!handler || !handler->FormatValue) return 0;
     TagEntry request;

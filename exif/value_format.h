@@ -12,9 +12,16 @@
 #include "exif/exif_document.h"
 
 // The display text of a tag of the document: clears text, and returns 1 with the text when
-// the tag exists, else 0. Kind 264 (tag 1: the lens text) is answered by the open MakerNote
-// handler's FormatValue with table 264.
+// the tag exists, else 0. Kind 264 (tag 1: the lens text) is no table: it is answered by the
+// installed lens text function, or without one by the open MakerNote handler's FormatValue
+// with table 264.
 int ExifTagText(ExifDocument* document, uint32_t kind, uint16_t tag, char* text, uint32_t room);
+
+// The composer of the lens text lives above the engine (it reads the note's own tables); the
+// layer that owns it installs it here, as the MakerNote families install their registry.
+// Returns 1 when it made a text. nullptr uninstalls.
+using LensTextFunction = int (*)(ExifDocument* document, uint32_t kind, uint16_t tag, char* text, uint32_t room);
+void ExifInstallLensText(LensTextFunction compose);
 
 // The full display text of an entry of a kind. With no document nothing is written. Returns
 // the text's length.

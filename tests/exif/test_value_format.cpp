@@ -298,6 +298,16 @@ TEST_F(ValueFormat, MakerNoteKindsAndTheLensTextGoToTheHandler) {
   std::strcpy(text, "stale");
   EXPECT_EQ(ExifTagText(document_.get(), 264, 1, text, sizeof text), 0);
   EXPECT_STREQ(text, "");
+
+  // An installed composer answers first, and its text is kept inside room.
+  ExifInstallLensText([](ExifDocument*, uint32_t, uint16_t tag, char* out, uint32_t room) {
+    std::snprintf(out, room, "lens %u", unsigned(tag));
+    return 1;
+  });
+  EXPECT_EQ(ExifTagText(document_.get(), 264, 1, text, 5), 1);
+  EXPECT_STREQ(text, "lens");
+  ExifInstallLensText(nullptr);
+  EXPECT_EQ(ExifTagText(document_.get(), 264, 1, text, sizeof text), 0);
 }
 
 TEST_F(ValueFormat, TagTextAndDescriptionOfADocument) {
