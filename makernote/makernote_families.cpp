@@ -22,7 +22,7 @@ constexpr std::array<MakerNoteFamilyRow, 8> kFamilies{{
 
 constexpr bool RowsInRecognitionOrder() {
   for (size_t i = 0; i < kFamilies.size(); ++i)
-    if (kFamilies[i].recognitionOrder != i + 1 || kFamilies[i].recognise == nullptr) return false;
+    if (kFamilies[i].recognitionOrder != i + 1) return false;
   return true;
 }
 static_assert(RowsInRecognitionOrder(), "family rows must stand in recognition order 1 to 8");
