@@ -171,12 +171,13 @@ std::vector<DumpTableRef> DumpTables(ExifDocument* document) {
   return tables;
 }
 
-// The display name and display text of one tag, in UTF-8.
+// The display name and display text of one tag, in UTF-8. The text is bounded as the Exif
+// list's value column bounds it: 128 bytes.
 std::pair<std::string, std::string> DumpDescribe(ExifDocument* document, uint32_t kind, const TagEntry& entry) {
-  static thread_local std::vector<char> text(70000);
+  char text[129];
   const char* name = nullptr;
-  ExifDescribeTag(document, kind, &entry, &name, text.data(), uint32_t(text.size()));
-  return {Utf8FromCp932(name ? name : ""), Utf8FromCp932(text.data())};
+  ExifDescribeTag(document, kind, &entry, &name, text, sizeof text);
+  return {Utf8FromCp932(name ? name : ""), Utf8FromCp932(text)};
 }
 
 void DumpText(const std::string& path, DumpReading& reading, bool raw, std::string& out) {

@@ -135,6 +135,12 @@ std::string Utf8FromCp932(std::string_view cp932) {
   out.reserve(cp932.size() * 3 / 2);
   for (size_t pos = 0; pos < cp932.size();) {
     const uint8_t byte = static_cast<uint8_t>(cp932[pos]);
+    if (byte < 0x80) {
+      // CP932's single bytes below 0x80 are ASCII: by far the most text, taken without a search.
+      out += static_cast<char>(byte);
+      ++pos;
+      continue;
+    }
     if (!Cp932IsLeadByte(byte)) {
       const uint32_t cp = byte == 0 ? 0 : Cp932ToUnicode(byte);
       Utf8Append(out, byte != 0 && cp == 0 ? kReplacement : cp);

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Reading Exif over a folder of 2,000 JPEGs, warm cache: tavexon-cli dump against exiv2 -pv,
+# each over all files in one process.
+#   bench/bench_dump.sh [all|nikon]   (all: every corpus JPEG; nikon: the Nikon files only)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+set_name=${1:-all}
+shared=${TAVEXON_SHARED:-$(cd .. && pwd)/shared}
+cli=${TAVEXON_CLI:-build/release/cli/tavexon-cli}
+[ -x "$cli" ] || bash scripts/build.sh release >/dev/null
+command -v hyperfine >/dev/null || apt-get install -y -qq hyperfine >/dev/null
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+case "$set_name" in
+  all) mapfile -t sources < <(find "$shared/corpus/makers" "$shared/corpus/jpeg" -type f \( -iname '*.jpg' -o -iname '*.jpeg' \) | sort) ;;
+  nikon) mapfile -t sources < <(find "$shared/corpus/makers/nikon" -type f \( -iname '*.jpg' -o -iname '*.nef' \) | sort) ;;
+  *) echo "usage: bench_dump.sh [all|nikon]" >&2; exit 2 ;;
+esac
+for ((i = 0; i < 2000; i++)); do
+  src=${sources[$((i % ${#sources[@]}))]}
+  cp "$src" "$work/$(printf '%04d' "$i")-$(basename "$src")"
+done
+echo "2,000 files from ${#sources[@]} sources, $(du -sh "$work" | cut -f1)"
+cat "$work"/* >/dev/null  # warm the cache
+files=$(printf '%s ' "$work"/*)
+
+hyperfine --warmup 2 --runs 10 -N --ignore-failure --export-markdown "$work/result.md" \
+  -n "tavexon dump --raw" "$cli dump --raw $files" \
+  -n "tavexon dump (names and texts)" "$cli dump $files" \
+  -n "tavexon dump --json" "$cli dump --json $files" \
+  -n "exiv2 -pv" "exiv2 -pv $files" 2>&1 | grep -v '^ *$'
+cat "$work/result.md"
