@@ -24,7 +24,7 @@ uint32_t RawByteOrder(const ExifDocument* document) {
 // Whether a set edit changes nothing: same type, same count, same value bytes.
 bool SetChangesNothing(const TagEntry* entry, const PendingEdit& edit) {
   return entry->type == edit.type && entry->count == edit.count && entry->ValueSize() == edit.value.size() &&
-         std::memcmp(entry->Data(), edit.value.data(), edit.value.size()) == 0;
+         (edit.value.empty() || std::memcmp(entry->Data(), edit.value.data(), edit.value.size()) == 0);
 }
 
 // raw into built, unchanged. 773 when raw cannot stand in a payload.

@@ -3,10 +3,10 @@
 // independent readers (exiftool, exiv2) see it, with the MakerNote's bytes carried.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -149,14 +149,20 @@ std::map<std::string, std::map<std::string, std::string>> ExiftoolStandardTags(c
   for (const fs::path& file : files) command += " " + ShellQuote(file.string());
   std::istringstream lines(RunCommand(command + " 2>/dev/null"));
   std::map<std::string, std::map<std::string, std::string>> result;
-  const std::regex tagLine(R"(^\[([^\]]+)\]\s+(\S+)\s*: (.*)$)");
   std::string line, current = files.size() == 1 ? files[0].string() : "";
-  for (std::smatch match; std::getline(lines, line);) {
+  while (std::getline(lines, line)) {
     if (line.rfind("======== ", 0) == 0) {
       current = line.substr(9);
-    } else if (std::regex_match(line, match, tagLine) && kGroups.count(match[1]) && !kMoving.count(match[2])) {
-      result[current][std::string(match[1]) + ":" + std::string(match[2])] = match[3];
+      continue;
     }
+    // "[Group]   Name   : value", read by hand: a long value would overflow the regex engine.
+    size_t close = line.find(']'), colon = line.find(" : ");
+    if (line.empty() || line[0] != '[' || close == std::string::npos || colon == std::string::npos) continue;
+    std::string group = line.substr(1, close - 1);
+    std::istringstream nameField(line.substr(close + 1, colon - close - 1));
+    std::string name;
+    nameField >> name;
+    if (kGroups.count(group) && !kMoving.count(name)) result[current][group + ":" + name] = line.substr(colon + 3);
   }
   return result;
 }
