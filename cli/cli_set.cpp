@@ -16,7 +16,6 @@
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
 #include "frame/prompt.h"
-#include "makernote/makernote_install.h"
 #include "makernote/makernote_save.h"
 
 namespace {
@@ -143,7 +142,6 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
 }
 
 int RunEdit(const EditOptions& options, bool isSet) {
-  MakerNoteInstall();
   const int64_t kind = ParseKind(options.ifd);
   if (kind < 0) return UsageFailure(options.file, kMessageBadIfd);
   const int64_t tag = ParseNumber(options.tag);
