@@ -40,6 +40,17 @@ int TagEntryMake(const ExifContext* context, uint16_t tag, uint16_t type, uint32
   return 1;
 }
 
+// Appends a finished entry.
+int TagListPush(TagList* tags, TagEntry&& entry) {
+  try {
+    tags->push_back(std::move(entry));
+  } catch (const std::bad_alloc&) {
+    ErrorPush(ErrListStore);
+    return 0;
+  }
+  return 1;
+}
+
 }  // namespace
 
 int TagListPut(const ExifContext* context, TagList* tags, uint16_t tag, uint16_t type, uint32_t count,
@@ -55,13 +66,7 @@ int TagListPut(const ExifContext* context, TagList* tags, uint16_t tag, uint16_t
     *it = std::move(entry);
     return 1;
   }
-  try {
-    tags->push_back(std::move(entry));
-  } catch (const std::bad_alloc&) {
-    ErrorPush(ErrListStore);
-    return 0;
-  }
-  return 1;
+  return TagListPush(tags, std::move(entry));
 }
 
 int TagListAppend(const ExifContext* context, TagList* tags, uint16_t tag, uint16_t type, uint32_t count,
@@ -72,13 +77,7 @@ int TagListAppend(const ExifContext* context, TagList* tags, uint16_t tag, uint1
   }
   TagEntry entry;
   if (!TagEntryMake(context, tag, type, count, sourceWord, value, &entry)) return 0;
-  try {
-    tags->push_back(std::move(entry));
-  } catch (const std::bad_alloc&) {
-    ErrorPush(ErrListStore);
-    return 0;
-  }
-  return 1;
+  return TagListPush(tags, std::move(entry));
 }
 
 int TagListRemove(TagList* tags, uint16_t tag) {
