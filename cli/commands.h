@@ -6,3 +6,4 @@
 
 void CliDumpRegister(CLI::App& app);
 void CliSetRegister(CLI::App& app);
+void CliEmbedRegister(CLI::App& app);

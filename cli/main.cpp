@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   EngineInstall();
   CliDumpRegister(app);
   CliSetRegister(app);
+  CliEmbedRegister(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {

@@ -1,0 +1,154 @@
+// The per-file step of embedding: one frame's tags queued on the file's document and saved.
+#include "shooting/embed.h"
+
+#include <algorithm>
+
+#include "exif/exif_reader.h"
+#include "exif/makernote_handler.h"
+#include "frame/cp932.h"
+#include "frame/error_stack.h"
+#include "makernote/makernote_save.h"
+#include "shooting/shooting_fields.h"
+#include "shooting/shooting_to_exif.h"
+#include "shooting/shooting_to_makernote.h"
+
+namespace {
+
+// The version a newly made Nikon note declares in its tag 1.
+constexpr char kNikonNoteVersion[4] = {'0', '2', '1', '0'};
+constexpr uint16_t kTagMake = 271;
+constexpr uint16_t kTagModel = 272;
+constexpr uint16_t kTagSoftware = 305;
+constexpr uint16_t kTagNikonVersion = 1;
+
+// An ASCII tag of the 0th IFD from a job text; nothing for an empty text.
+int QueueHeaderText(ExifDocument* document, uint16_t tag, const std::string& text) {
+  if (text.empty()) return 1;
+  return ExifQueueEdit(document, PendingSet, IfdPrimary, tag, TypeAscii, uint32_t(text.size() + 1), text.c_str());
+}
+
+// The private tags of the frame and its header; the Interoperability IFD goes, as a reader
+// that knows the private tags finds them where it would look for it.
+int QueuePrivateTags(ExifDocument* document, const CameraDataFile* dataFile, uint32_t frame) {
+  TagList record;
+  if (!CameraDataFileCopyRecord(dataFile, frame, &record)) return 0;
+  if (!ShootingQueueList(document, IfdExif, record)) return 0;
+  std::vector<uint16_t> interop;
+  if (ExifBeginTagWalk(document, IfdInterop) > 0) {
+    while (const TagEntry* entry = ExifNextTag(document)) interop.push_back(entry->tag);
+  }
+  ExifEndTagWalk(document);
+  for (uint16_t tag : interop)
+    if (!ExifQueueEdit(document, PendingDelete, IfdInterop, tag, 0, 0, nullptr)) return 0;
+  return 1;
+}
+
+// A tag set in the main table of the open note at once.
+int PutInNote(ExifDocument* document, uint16_t tag, uint16_t type, uint32_t count, const void* value) {
+  MakerNoteHandler* handler = document->makerNote.get();
+  if (!handler || !handler->PutTag) {
+    ErrorPush(ErrMakerNoteUnknown);
+    return 0;
+  }
+  return handler->PutTag(handler->context, kNikonMainTableKind & 0xFFFFu, tag, type, count, value);
+}
+
+// The Nikon note of the frame. A note of any other maker, or a Nikon note that cannot be read,
+// is replaced by a new Nikon note: the embed notices warn the user of exactly that.
+int QueueMakerNote(ExifDocument* document, const CameraDataFile* dataFile, uint32_t frame) {
+  TagList entries;
+  if (!ShootingRecordToMakerNote(dataFile, frame, &entries)) return 0;
+  if (entries.empty()) {
+    ExifOpenMakerNote(document);
+    ErrorClear();  // a file without a readable note is no failure here
+    return 1;
+  }
+  if (!ExifOpenMakerNote(document) || ExifMakerNoteFamily(document) != FamilyNikon) {
+    ErrorClear();
+    if (ExifFindTag(document, IfdExif, TagMakerNote) &&
+        !ExifQueueEdit(document, PendingDelete, IfdExif, TagMakerNote, 0, 0, nullptr))
+      return 0;
+    if (!ExifCreateMakerNote(document)) return 0;
+    if (!ExifQueueEdit(document, PendingSet, kNikonMainTableKind, kTagNikonVersion, TypeUndefined,
+                       sizeof kNikonNoteVersion, kNikonNoteVersion))
+      return 0;
+    // The save builds the open note before it applies the queued edits, and a note without a
+    // tag cannot be built: the new note takes its tags at once as well.
+    if (!PutInNote(document, kTagNikonVersion, TypeUndefined, sizeof kNikonNoteVersion, kNikonNoteVersion))
+      return 0;
+    for (const TagEntry& entry : entries)
+      if (!PutInNote(document, entry.tag, entry.type, entry.count, entry.Data())) return 0;
+  }
+  return ShootingQueueList(document, kNikonMainTableKind, entries);
+}
+
+// Everything of one frame queued on a read document.
+int QueueFrame(ExifDocument* document, CameraDataFile* dataFile, uint32_t frame, EmbedFlags flags) {
+  if (EmbedHeaderTags(document, dataFile) != 1) return 0;
+  TagList exifTags;
+  if (!ShootingRecordToExif(dataFile, frame, &exifTags)) return 0;
+  if (!ShootingQueueList(document, IfdExif, exifTags)) return 0;
+  if ((flags & EmbedPrivateTags) && !QueuePrivateTags(document, dataFile, frame)) return 0;
+  if ((flags & EmbedMakerNote) && !QueueMakerNote(document, dataFile, frame)) return 0;
+  if (!(flags & EmbedKeepSoftware) &&
+      !ExifQueueEdit(document, PendingSet, IfdPrimary, kTagSoftware, TypeAscii, sizeof kEmbedSoftware,
+                     kEmbedSoftware))
+    return 0;
+  return 1;
+}
+
+}  // namespace
+
+std::string EmbedText(const std::string& text) {
+  size_t end = 0;
+  while (end < text.size()) {
+    const size_t step = Cp932IsLeadByte(uint8_t(text[end])) ? 2 : 1;
+    if (end + step > kEmbedTextMax) break;
+    end += step;
+  }
+  return text.substr(0, std::min(end, text.size()));
+}
+
+EmbedJob& EmbedJobState() {
+  static EmbedJob job;
+  return job;
+}
+
+int EmbedHeaderTags(ExifDocument* document, CameraDataFile* dataFile) {
+  const EmbedJob& job = EmbedJobState();
+  if (!QueueHeaderText(document, kTagMake, job.maker)) return 0;
+  if (!QueueHeaderText(document, kTagModel, job.camera)) return 0;
+  if (job.film.empty()) return 1;
+  return CameraDataFileAddHeader(dataFile, TagFilmName, TypeAscii, uint32_t(job.film.size() + 1), job.film.c_str());
+}
+
+int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, CameraDataFile* dataFile,
+             EmbedFlags flags, const Prompt* prompt) {
+  if (!dataFile) {
+    ErrorPush(ErrInvalidArgument);
+    return 0;
+  }
+  ExifDocumentPtr document;
+  const uint32_t status = ExifCheckFile(sourcePath, document);
+  if (status & StatusNoExif) {
+    // A scan without Exif needs a thumbnail made from its image, which needs the decoder.
+    ErrorPush(ErrNoExif);
+    return 0;
+  }
+  if (!document || !(status & StatusJpeg)) return 0;
+  if (!QueueFrame(document.get(), dataFile, EmbedJobState().frame, flags)) return 0;
+  const int saved = ExifSaveFile(sourcePath, destinationPath, document.get(), prompt, 1);
+  ExifCloseMakerNote(document.get());
+  return saved == SaveWritten ? 1 : 0;
+}
+
+int EmbedSingle(const std::string& maker, const std::string& camera, const std::string& film,
+                CameraDataFile* dataFile, uint32_t frame, const std::string& sourcePath,
+                const std::string& destinationPath, EmbedFlags flags, const Prompt* prompt) {
+  EmbedJob& job = EmbedJobState();
+  job.maker = EmbedText(maker);
+  job.camera = EmbedText(camera);
+  job.film = EmbedText(film);
+  job.frame = frame;
+  return EmbedOne(sourcePath, destinationPath, dataFile, flags, prompt);
+}

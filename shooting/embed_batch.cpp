@@ -1,0 +1,179 @@
+// A whole roll into a folder of scans: the pairing, the checks that come before any file is
+// touched, the run button's messages and the embed window's settings.
+#include <fstream>
+
+#include "frame/combo_history.h"
+#include "frame/error_stack.h"
+#include "frame/message_table.h"
+#include "frame/path.h"
+#include "frame/settings.h"
+#include "shooting/embed.h"
+
+namespace {
+
+enum : uint32_t {
+  kMessageRunFailed = 5,
+  kMessageDataUnreadable = 46,
+  kMessageNoJpegPath = 47,
+  kMessageDone = 51,
+  kMessageNoDataFile = 52,
+  kMessageDataParse = 73,
+  kMessageNoJpegs = 74,
+  kMessageCountMismatch = 75,
+  kTitleProduct = 1000,
+  kTitleError = 1001,
+};
+
+// The version text a confirmed notice stores, so it returns with each new version.
+constexpr char kNoticeVersion[] = "0.9.0b";
+
+void ShowMessage(const EmbedProgress* progress, uint32_t messageId, const char* text, uint32_t titleId) {
+  PromptQuestion question;
+  question.messageId = messageId;
+  question.text = text ? text : "";
+  question.titleId = titleId;
+  question.buttons = PromptButtonsOk;
+  question.icon = titleId == kTitleError ? PromptIconError : PromptIconInformation;
+  PromptAsk(progress ? progress->prompt : nullptr, question);
+}
+
+void ShowError(const EmbedProgress* progress, uint32_t messageId, const char* text = nullptr) {
+  ShowMessage(progress, messageId, text ? text : MessageText(messageId), kTitleError);
+}
+
+// Releases what a batch holds only while it runs.
+struct BatchRelease {
+  ~BatchRelease() {
+    EmbedJob& job = EmbedJobState();
+    FileListRelease(job.jpegFiles);
+    job.dataFile.reset();
+  }
+};
+
+// Adds the edit text to the front of a settings history.
+void StoreHistory(const char* section, const std::string& text) {
+  SaveComboHistory(LoadComboHistory(section), text, section);
+}
+
+}  // namespace
+
+std::string EmbedJpegSpec(const std::string& jpegPath) {
+  std::string path = jpegPath;
+  if (path.size() > 1 && (path.back() == '/' || path.back() == '\\')) path.pop_back();
+  if (PathIsFolder(path)) return PathJoin(path, "*.jpg");
+  return path;
+}
+
+int EmbedListJpegs(const std::string& jpegSpec, FileList& list) {
+  const int found = FileListScanPattern(list, jpegSpec, kFileListFiles);
+  return found > 0 ? FileListFileCount(list) : 0;
+}
+
+int EmbedAll(const EmbedProgress* progress, EmbedFlags flags) {
+  EmbedJob& job = EmbedJobState();
+  job.written = 0;
+  if (!job.jpegFiles) return 1;
+  const uint32_t count = uint32_t(FileListFileCount(*job.jpegFiles));
+  std::unique_ptr<FileListWalk> walk = FileListCursor(*job.jpegFiles);
+  job.frame = 0;
+  int result = 1;
+  // The window's label repaints in the hook; a sleep to let it repaint is not needed here.
+  while (const FileEntry* entry = FileListNext(walk.get(), kFileEntryFile)) {
+    if (progress && progress->label) progress->label(progress->user, entry->path, job.frame + 1, count);
+    if (EmbedOne(entry->path, entry->path, job.dataFile.get(), flags, progress ? progress->prompt : nullptr) != 1) {
+      result = 0;
+      break;
+    }
+    job.written = ++job.frame;
+  }
+  FileListCloseCursor(walk);
+  return result;
+}
+
+int EmbedBatch(const std::string& maker, const std::string& camera, const std::string& film,
+               const std::string& dataFilePath, uint32_t dataType, const std::string& jpegSpec,
+               const EmbedProgress* progress, EmbedFlags flags) {
+  EmbedJob& job = EmbedJobState();
+  BatchRelease release;
+  job.maker = EmbedText(maker);
+  job.camera = EmbedText(camera);
+  job.film = EmbedText(film);
+  job.frame = 0;
+  job.written = 0;
+  job.dataFile = CameraDataFileCreate(dataFilePath.c_str());
+  if (!job.dataFile) {
+    ErrorPush(ErrFileOpen);
+    ShowError(progress, kMessageDataParse);
+    return 0;
+  }
+  if (CameraDataFileRead(job.dataFile.get(), dataType) != 1) {
+    ShowError(progress, kMessageDataParse);
+    return 0;
+  }
+  job.jpegFiles = FileListCreate();
+  const int files = EmbedListJpegs(jpegSpec, *job.jpegFiles);
+  if (files <= 0) {
+    ErrorPush(ErrFileOpen);
+    ShowError(progress, kMessageNoJpegs);
+    return 0;
+  }
+  const uint32_t frames = CameraDataFileFrameCount(job.dataFile.get());
+  if (frames != uint32_t(files)) {
+    ErrorPush(ErrInvalidArgument);
+    ShowError(progress, kMessageCountMismatch, MessageFormat(kMessageCountMismatch, int(frames), files));
+    return 0;
+  }
+  return EmbedAll(progress, flags);
+}
+
+EmbedFlags EmbedFlagsOf(bool privateTags, bool keepSoftware) {
+  return EmbedMakerNote | (privateTags ? EmbedPrivateTags : 0u) | (keepSoftware ? EmbedKeepSoftware : 0u);
+}
+
+int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
+  if (request.dataFilePath.empty()) {
+    ShowError(progress, kMessageNoDataFile);
+    return 0;
+  }
+  if (!PathIsFile(request.dataFilePath) || !std::ifstream(request.dataFilePath, std::ios::binary)) {
+    ShowError(progress, kMessageDataUnreadable, MessageFormat(kMessageDataUnreadable, request.dataFilePath.c_str()));
+    return 0;
+  }
+  if (request.jpegPath.empty()) {
+    ShowError(progress, kMessageNoJpegPath);
+    return 0;
+  }
+  const uint32_t dataType = request.dataType < 0 ? 0 : uint32_t(request.dataType);
+  const int done = EmbedBatch(request.maker, request.camera, request.film, request.dataFilePath, dataType,
+                              EmbedJpegSpec(request.jpegPath), progress,
+                              EmbedFlagsOf(request.privateTags, request.keepSoftware));
+  if (done == 1)
+    ShowMessage(progress, kMessageDone, MessageText(kMessageDone), kTitleProduct);
+  else
+    ShowError(progress, kMessageRunFailed);
+  StoreHistory("MAKER", EmbedText(request.maker));
+  StoreHistory("CAMERA", EmbedText(request.camera));
+  StoreHistory("FILM", EmbedText(request.film));
+  SettingsPutUInt("MV1OPTION", "DATATYPE", dataType);
+  return done;
+}
+
+EmbedWindowOptions EmbedWindowOptionsLoad() {
+  EmbedWindowOptions options;
+  options.dataType = uint32_t(SettingsGetInt("MV1OPTION", "DATATYPE", 0));
+  const bool software = SettingsGetInt("OPTION", "SOFTNAME", 0) != 0;
+  options.privateTagsShown = SettingsGetInt("OPTION", "TAGEXTEND", 0) == 1;
+  if (options.privateTagsShown && SettingsGetInt("OPTION", "EXTEND", 0) != 0 && !EmbedNoticeDue("MSGOK2")) {
+    // The private tags replace the Software tag's choice: the box is cleared and disabled.
+    options.privateTags = true;
+    options.filmEnabled = true;
+    options.softwareEnabled = false;
+    return options;
+  }
+  options.keepSoftware = software;
+  return options;
+}
+
+bool EmbedNoticeDue(const char* key) { return SettingsGetText("FLAG", key, "") != kNoticeVersion; }
+
+int EmbedNoticeConfirm(const char* key) { return SettingsPutString("FLAG", key, kNoticeVersion); }
