@@ -13,7 +13,10 @@ std::string CliMessage(uint32_t id) {
 }
 
 void CliReportFailure(const std::string& path, uint32_t code, uint32_t messageId) {
-  std::fprintf(stderr, "%s: error %u: %s\n", path.c_str(), code, CliMessage(messageId).c_str());
+  if (code)
+    std::fprintf(stderr, "%s: error %u: %s\n", path.c_str(), code, CliMessage(messageId).c_str());
+  else
+    std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(messageId).c_str());
 }
 
 uint32_t CliReadMessage(uint32_t status, uint32_t code) {

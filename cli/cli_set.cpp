@@ -12,6 +12,8 @@
 #include "cli/commands.h"
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
+#include "exif/makernote_handler.h"
+#include "exif/tag_catalogue.h"
 #include "exif/tag_parse.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
@@ -26,6 +28,8 @@ enum : uint32_t {
   kMessageBadIfd = 10,
   kMessageBadTag = 11,
   kMessageBadType = 12,
+  kMessageTagNotEditable = 14,
+  kMessageNoteNotEditable = 102,
 };
 
 struct EditOptions {
@@ -127,6 +131,15 @@ int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
   return 0;
 }
 
+// The message that refuses an edit before it starts, or 0: a MakerNote table needs an open,
+// editable note (102); a tag whose value the program maintains itself is never edited (14).
+uint32_t EditRefusal(ExifDocument* document, uint32_t kind, uint16_t tag) {
+  if (kind >= kIfdMakerNoteFirst &&
+      (!ExifMakerNoteTable(document, kind) || !ExifMakerNoteControl(document, MnIsEditable, 0, 0)))
+    return kMessageNoteNotEditable;
+  return TagIsEditable(document, kind, tag) ? 0 : kMessageTagNotEditable;
+}
+
 int SaveEdited(const EditOptions& options, ExifDocument* document) {
   std::string choice = options.makerNote;
   Prompt prompt{CliAsk, &choice};
@@ -157,6 +170,10 @@ int RunEdit(const EditOptions& options, bool isSet) {
   }
   ExifDocumentPtr document;
   if (!ReadDocument(options.file, document)) return CliFailure;
+  if (const uint32_t refusal = EditRefusal(document.get(), uint32_t(kind), uint16_t(tag))) {
+    CliReportFailure(options.file, 0, refusal);
+    return CliFailure;
+  }
   const int queued = isSet ? ExifQueueEdit(document.get(), PendingSet, uint32_t(kind), uint16_t(tag), uint16_t(type),
                                            uint32_t(count), values.data())
                            : ExifQueueEdit(document.get(), PendingDelete, uint32_t(kind), uint16_t(tag), 0, 0, nullptr);

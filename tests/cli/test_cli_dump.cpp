@@ -1,0 +1,139 @@
+// tavexon-cli dump as a script sees it: the JSON it prints, the exit status and messages of a
+// run with failing files, the MakerNote tables, the held preview; and the refusals of set for
+// tags the program maintains itself.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tests/support/test_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testsupport::RunCommand;
+using testsupport::SharedSub;
+using testsupport::ShellQuote;
+
+struct CliRun {
+  int status = 0;
+  std::string out;
+  std::string err;
+};
+
+CliRun RunCli(const std::string& arguments) {
+  testsupport::ScratchDir scratch;
+  const fs::path errFile = scratch / "stderr.txt";
+  CliRun run;
+  run.out = RunCommand(ShellQuote(TAVEXON_CLI_PATH) + " " + arguments + " </dev/null 2>" + ShellQuote(errFile.string()),
+                       &run.status);
+  const auto err = testsupport::ReadBytes(errFile);
+  run.err.assign(err.begin(), err.end());
+  return run;
+}
+
+std::string Corpus(const std::string& file) { return (SharedSub("corpus") / file).string(); }
+
+fs::path WritableCopy(const testsupport::ScratchDir& scratch, const std::string& file) {
+  const fs::path copy = scratch / fs::path(file).filename();
+  fs::copy_file(Corpus(file), copy);
+  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
+  return copy;
+}
+
+const nlohmann::json* FindTag(const nlohmann::json& file, const std::string& kind, int tag) {
+  for (const auto& ifd : file["ifds"])
+    if (ifd["kind"] == kind)
+      for (const auto& t : ifd["tags"])
+        if (t["tag"] == tag) return &t;
+  return nullptr;
+}
+
+}  // namespace
+
+TEST(CliDump, JsonCarriesValuesNamesAndTextsAndAFailingFileDoesNotStopTheRun) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  const std::string good = Corpus("makers/nikon/exiftool_NikonD70.jpg");
+  const std::string noExif = Corpus("jpeg/ljt_testorig.jpg");
+  const CliRun run = RunCli("dump --json " + ShellQuote(noExif) + " " + ShellQuote(good));
+  EXPECT_EQ(run.status, 1);
+  // The failing file is named on standard error with its code and the program's message.
+  EXPECT_NE(run.err.find(noExif + ": error 771: ファイルにEXIF情報が見つかりません。"), std::string::npos) << run.err;
+  const nlohmann::json files = nlohmann::json::parse(run.out);
+  ASSERT_EQ(files.size(), 2u);
+  EXPECT_EQ(files[0]["status"], 512);
+  EXPECT_EQ(files[0]["error"], 771);
+  const nlohmann::json& d70 = files[1];
+  EXPECT_EQ(d70["status"], 1);
+  EXPECT_EQ(d70["byteOrder"], "MM");
+
+  const nlohmann::json* make = FindTag(d70, "0th", 271);
+  ASSERT_TRUE(make);
+  EXPECT_EQ((*make)["value"], "NIKON CORPORATION");
+  EXPECT_EQ((*make)["tagName"], "Maker");
+  EXPECT_EQ((*make)["type"], 2);
+  const nlohmann::json* exposure = FindTag(d70, "exif", 33434);
+  ASSERT_TRUE(exposure);
+  EXPECT_EQ((*exposure)["value"], "10/600");
+  EXPECT_EQ((*exposure)["text"], "1/60");
+  // The Nikon note's own tables follow the standard ones.
+  const nlohmann::json* iso = FindTag(d70, "257", 2);
+  ASSERT_TRUE(iso);
+  EXPECT_EQ((*iso)["value"], nlohmann::json::array({0, 200}));
+}
+
+TEST(CliDump, TextListingAndRawListing) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  const std::string file = Corpus("makers/nikon/exiftool_NikonD70.jpg");
+  const CliRun named = RunCli("dump " + ShellQuote(file));
+  EXPECT_EQ(named.status, 0);
+  EXPECT_NE(named.out.find("0x829A 露出時間: 1/60"), std::string::npos) << named.out;
+  const CliRun raw = RunCli("dump --raw " + ShellQuote(file));
+  EXPECT_NE(raw.out.find("0x829A 33434 RATIONAL       1  10/600"), std::string::npos) << raw.out;
+  const CliRun missing = RunCli("dump /nonexistent/file.jpg");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.err.find("error 1026"), std::string::npos) << missing.err;
+  EXPECT_EQ(RunCli("dump").status, 2);
+}
+
+TEST(CliDump, ThePreviewHeldInANikonNoteIsWrittenOut) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool extracts the reference preview";
+  testsupport::ScratchDir scratch;
+  const std::string file = Corpus("makers/nikon/digicam_D90_DSC_0003.JPG");
+  const fs::path out = scratch / "preview.jpg";
+  const CliRun run = RunCli("dump --preview " + ShellQuote(out.string()) + " " + ShellQuote(file));
+  ASSERT_EQ(run.status, 0) << run.err;
+  const fs::path reference = scratch / "reference.jpg";
+  RunCommand("exiftool -b -PreviewImage " + ShellQuote(file) + " > " + ShellQuote(reference.string()));
+  EXPECT_EQ(testsupport::ReadBytes(out), testsupport::ReadBytes(reference));
+  EXPECT_EQ(RunCli("dump --preview " + ShellQuote(out.string()) + " " + ShellQuote(Corpus("makers/nikon/exiftool_NikonD70.jpg"))).status, 1);
+}
+
+TEST(CliSetRefusals, TagsTheProgramMaintainsAreRefusedAndNikonTagsAreWritten) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool reads the result";
+  testsupport::ScratchDir scratch;
+  const fs::path file = WritableCopy(scratch, "makers/nikon/exiftool_NikonD70.jpg");
+  const auto before = testsupport::ReadBytes(file);
+  for (const std::string& edit : {"--ifd 257 --tag 17 --type LONG --value 5", "--ifd 258 --tag 513 --type LONG --value 1",
+                                  "--ifd exif --tag 37500 --type UNDEFINED --value 00",
+                                  "--ifd 0th --tag 34665 --type LONG --value 8"}) {
+    const CliRun run = RunCli("set " + ShellQuote(file.string()) + " " + edit);
+    EXPECT_EQ(run.status, 1) << edit;
+    EXPECT_NE(run.err.find("指定されたタグは追加・編集出来ません。"), std::string::npos) << run.err;
+  }
+  EXPECT_EQ(testsupport::ReadBytes(file), before);
+
+  // A MakerNote table of a file without a note the program can edit.
+  const fs::path canon = WritableCopy(scratch, "makers/canon/exiftool_Canon1DmkIII.jpg");
+  const CliRun noNote = RunCli("set " + ShellQuote(canon.string()) + " --ifd 257 --tag 4 --type ASCII --value X");
+  EXPECT_EQ(noNote.status, 1);
+  EXPECT_NE(noNote.err.find("編集出来ないメーカーノートです。"), std::string::npos) << noNote.err;
+
+  const CliRun quality = RunCli("set " + ShellQuote(file.string()) + " --ifd 257 --tag 4 --type ASCII --value BASIC");
+  ASSERT_EQ(quality.status, 0) << quality.err;
+  EXPECT_EQ(RunCommand("exiftool -s3 -Nikon:Quality " + ShellQuote(file.string())), "Basic\n");
+  EXPECT_EQ(RunCommand("exiftool -s3 -n -Nikon:ISO " + ShellQuote(file.string())), "0 200\n");
+}
