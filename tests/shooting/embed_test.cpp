@@ -1,0 +1,351 @@
+// Embedding end to end: a real F6 roll written into copies of real scanner and camera files,
+// read back by exiftool; and every way a run can refuse or stop, with the files it must not
+// touch compared byte for byte.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "exif/exif_reader.h"
+#include "frame/cp932.h"
+#include "frame/settings.h"
+#include "frame/combo_history.h"
+#include "shooting/embed.h"
+#include "shooting/engine_install.h"
+#include "shooting/shooting_fields.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testsupport::ScratchDir;
+
+// What a run showed, by message number, and its texts in UTF-8.
+struct ShownMessages {
+  std::vector<uint32_t> ids;
+  std::vector<std::string> texts;
+};
+
+PromptAnswer RecordMessage(void* user, const PromptQuestion& question) {
+  auto* shown = static_cast<ShownMessages*>(user);
+  shown->ids.push_back(question.messageId);
+  shown->texts.push_back(Utf8FromCp932(question.text));
+  return PromptSafeAnswer(question.buttons);
+}
+
+std::vector<std::string> SplitLine(const std::string& line, char separator) {
+  std::vector<std::string> fields;
+  std::stringstream stream(line);
+  std::string field;
+  while (std::getline(stream, field, separator)) fields.push_back(field);
+  return fields;
+}
+
+// The frame lines of a data file, split into columns.
+std::vector<std::vector<std::string>> FrameColumns(const fs::path& dataFile) {
+  std::ifstream in(dataFile, std::ios::binary);
+  std::vector<std::vector<std::string>> frames;
+  std::string line;
+  for (int number = 1; std::getline(in, line); ++number) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (number > 3 && !line.empty()) frames.push_back(SplitLine(line, ','));
+  }
+  return frames;
+}
+
+std::string Trimmed(std::string text) {
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.pop_back();
+  return text;
+}
+
+// The scanner files of the corpus first, then its camera JPEGs, as many as asked for.
+std::vector<fs::path> CorpusScans(size_t count) {
+  const fs::path makers = testsupport::SharedSub("corpus/makers");
+  std::vector<fs::path> scans{makers / "nikon/pel_nikon-coolscan-iv.jpg",
+                              makers / "other/mei_Kodak_CLAS_Digital_Film_Scanner_HR200_1_.jpg"};
+  for (const fs::path& file : testsupport::FilesUnder(makers)) {
+    std::string extension = file.extension().string();
+    for (char& c : extension) c = char(std::tolower(uint8_t(c)));
+    if (extension == ".jpg" && std::find(scans.begin(), scans.end(), file) == scans.end()) scans.push_back(file);
+  }
+  scans.resize(std::min(scans.size(), count));
+  return scans;
+}
+
+class Embed : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    EngineInstall();
+    SettingsSetFilePath((scratch_ / "tvx1App.ini").string());
+    fs::create_directory(roll_);
+  }
+
+  // Copies of real scans named as a scanner names them; the originals behind them in order.
+  std::vector<fs::path> MakeRoll(size_t count) {
+    std::vector<fs::path> copies;
+    for (const fs::path& source : CorpusScans(count)) {
+      char name[32];
+      std::snprintf(name, sizeof name, "scan_%04zu.jpg", copies.size() + 1);
+      copies.push_back(roll_ / name);
+      fs::copy_file(source, copies.back());
+      fs::permissions(copies.back(), fs::perms::owner_read | fs::perms::owner_write);
+      sources_.push_back(source);
+    }
+    return copies;
+  }
+
+  static std::vector<std::vector<unsigned char>> Contents(const std::vector<fs::path>& files) {
+    std::vector<std::vector<unsigned char>> contents;
+    for (const fs::path& file : files) contents.push_back(testsupport::ReadBytes(file));
+    return contents;
+  }
+
+  int Batch(const fs::path& dataFile, uint32_t dataType, EmbedFlags flags, const std::string& film = "") {
+    return EmbedBatch("Nikon", "F6", film, dataFile.string(), dataType, EmbedJpegSpec(roll_.string()), &progress_,
+                      flags);
+  }
+
+  ScratchDir scratch_;
+  fs::path roll_ = scratch_ / "roll";
+  std::vector<fs::path> sources_;
+  ShownMessages shown_;
+  Prompt prompt_{RecordMessage, &shown_};
+  EmbedProgress progress_{nullptr, nullptr, &prompt_};
+};
+
+fs::path RealRoll() { return testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film032-36frames.txt"; }
+fs::path RealThreeFrames() { return testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film022-3frames.txt"; }
+
+// One exiftool process reads the whole roll: one tab-separated line per file, in name order.
+std::map<std::string, std::vector<std::string>> ExiftoolRoll(const fs::path& folder) {
+  const std::string command =
+      "exiftool -q -T -n -FileName -ExposureTime -FNumber -FocalLength -ExposureProgram -MeteringMode "
+      "-DateTimeOriginal -ExifIFD:ISO -Nikon:Lens -Nikon:FlashSetting -IFD0:Software -Nikon:MakerNoteVersion " +
+      testsupport::ShellQuote(folder.string());
+  std::map<std::string, std::vector<std::string>> rows;
+  std::stringstream output(testsupport::RunCommand(command));
+  std::string line;
+  while (std::getline(output, line)) {
+    std::vector<std::string> fields = SplitLine(line, '\t');
+    if (!fields.empty()) rows[fields[0]] = fields;
+  }
+  return rows;
+}
+
+TEST_F(Embed, RealRollWritesEveryFrameIntoItsScan) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool reads the result";
+  const std::vector<fs::path> scans = MakeRoll(36);
+  ASSERT_EQ(scans.size(), 36u);
+  ASSERT_EQ(Batch(RealRoll(), 0, EmbedMakerNote), 1) << (shown_.texts.empty() ? "" : shown_.texts[0]);
+  EXPECT_EQ(EmbedJobState().written, 36u);
+  EXPECT_TRUE(shown_.ids.empty());
+  const auto frames = FrameColumns(RealRoll());
+  const auto rows = ExiftoolRoll(roll_);
+  ASSERT_EQ(rows.size(), 36u);
+  for (size_t i = 0; i < scans.size(); ++i) {
+    SCOPED_TRACE(sources_[i].string());
+    const std::vector<std::string>& row = rows.at(scans[i].filename().string());
+    const std::vector<std::string>& frame = frames[i];
+    ASSERT_GE(row.size(), 12u);
+    EXPECT_NEAR(std::stod(row[1]), 1.0 / std::stod(frame[1]), 1e-9);  // "100": 1/100 s
+    EXPECT_EQ(row[2], frame[2].substr(1));                         // "F11"
+    EXPECT_EQ(row[3], frame[3]);                                   // "35" mm
+    EXPECT_EQ(row[4], "3");                                        // "A": aperture priority
+    EXPECT_EQ(row[5], "5");                                        // matrix: pattern
+    const std::string date = frame[15].substr(0, 4) + ":" + frame[15].substr(5, 2) + ":" + frame[15].substr(8, 2);
+    EXPECT_EQ(row[6].substr(0, 16), date + " " + frame[16]);
+    EXPECT_EQ(row[7], "400");
+    const std::string maxAperture = frame[4].substr(1);
+    EXPECT_EQ(row[8], frame[3] + " " + frame[3] + " " + maxAperture + " " + maxAperture);
+    EXPECT_EQ(Trimmed(row[9]), "NORMAL");  // front curtain sync
+    EXPECT_EQ(row[10], kEmbedSoftware);
+    // A new note says 0210; a camera's own Nikon note keeps its version.
+    EXPECT_NE(row[11], "-");
+    if (sources_[i].parent_path().filename() == "canon") {
+      EXPECT_EQ(row[11], "0210");
+      EXPECT_EQ(testsupport::RunCommand("exiftool -q -Canon:all " + testsupport::ShellQuote(scans[i].string())), "")
+          << "a Canon note is replaced by the Nikon note";
+    }
+  }
+  // Without the option no private tag is written.
+  ExifDocumentPtr document;
+  ASSERT_NE(ExifCheckFile(scans[0].string(), document) & StatusJpeg, 0u);
+  EXPECT_EQ(ExifFindTag(document.get(), IfdExif, TagFrameNumber), nullptr);
+  EXPECT_EQ(ExifFindTag(document.get(), IfdExif, TagFilmName), nullptr);
+}
+
+TEST_F(Embed, PrivateTagsReplaceTheInteropTableAndKeepSoftware) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  const std::vector<fs::path> scans = MakeRoll(3);
+  std::vector<std::string> software;
+  for (const fs::path& scan : scans) {
+    ExifDocumentPtr before;
+    ExifCheckFile(scan.string(), before);
+    const TagEntry* entry = before ? ExifFindTag(before.get(), IfdPrimary, 305) : nullptr;
+    software.push_back(entry ? std::string(reinterpret_cast<const char*>(entry->Data())) : "");
+  }
+  ASSERT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote | EmbedPrivateTags | EmbedKeepSoftware, "Portra 400"), 1);
+  const auto frames = FrameColumns(RealThreeFrames());
+  for (size_t i = 0; i < scans.size(); ++i) {
+    SCOPED_TRACE(sources_[i].string());
+    ExifDocumentPtr document;
+    ASSERT_NE(ExifCheckFile(scans[i].string(), document) & StatusJpeg, 0u);
+    const TagEntry* number = ExifFindTag(document.get(), IfdExif, TagFrameNumber);
+    ASSERT_NE(number, nullptr);
+    EXPECT_STREQ(reinterpret_cast<const char*>(number->Data()), frames[i][0].c_str());
+    const TagEntry* film = ExifFindTag(document.get(), IfdExif, TagFilmName);
+    ASSERT_NE(film, nullptr);
+    EXPECT_STREQ(reinterpret_cast<const char*>(film->Data()), "Portra 400");
+    EXPECT_LE(ExifTagCount(document.get(), IfdInterop), 0);
+    const TagEntry* kept = ExifFindTag(document.get(), IfdPrimary, 305);
+    EXPECT_EQ(kept ? std::string(reinterpret_cast<const char*>(kept->Data())) : "", software[i]);
+  }
+}
+
+TEST_F(Embed, RefusalsBeforeAnyFileChanges) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  const std::vector<fs::path> scans = MakeRoll(37);
+  ASSERT_EQ(scans.size(), 37u);
+  const auto before = Contents(scans);
+
+  EXPECT_EQ(Batch(RealRoll(), 0, EmbedMakerNote), 0);
+  ASSERT_EQ(shown_.ids, std::vector<uint32_t>{75});
+  EXPECT_EQ(shown_.texts[0], "MV-1データ件数[36]とJpegファイル件数[37]が一致しません。\n");
+
+  shown_ = {};
+  EXPECT_EQ(Batch(RealRoll(), 2, EmbedMakerNote), 0) << "an F6 file read as F5 type A";
+  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{73});
+
+  shown_ = {};
+  EXPECT_EQ(Batch(scratch_ / "missing.txt", 0, EmbedMakerNote), 0);
+  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{73});
+
+  shown_ = {};
+  EXPECT_EQ(EmbedBatch("", "", "", RealRoll().string(), 0, EmbedJpegSpec(scratch_.path().string()), &progress_,
+                       EmbedMakerNote),
+            0)
+      << "a folder without JPEGs";
+  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{74});
+
+  EXPECT_EQ(Contents(scans), before);
+  EXPECT_FALSE(EmbedJobState().dataFile);
+  EXPECT_FALSE(EmbedJobState().jpegFiles);
+}
+
+TEST_F(Embed, FailureMidRunKeepsEarlierFilesAndLeavesLaterOnesUntouched) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  const std::vector<fs::path> scans = MakeRoll(3);
+  fs::permissions(scans[1], fs::perms::owner_read);
+  const auto before = Contents(scans);
+  EXPECT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote), 0);
+  EXPECT_EQ(EmbedJobState().written, 1u);
+  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{117});
+  EXPECT_NE(testsupport::ReadBytes(scans[0]), before[0]);
+  EXPECT_EQ(testsupport::ReadBytes(scans[1]), before[1]);
+  EXPECT_EQ(testsupport::ReadBytes(scans[2]), before[2]);
+  ExifDocumentPtr first;
+  ASSERT_NE(ExifCheckFile(scans[0].string(), first) & StatusJpeg, 0u);
+  const TagEntry* date = ExifFindTag(first.get(), IfdExif, TagDateTimeOriginal);
+  ASSERT_NE(date, nullptr);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(date->Data())).substr(0, 16), "2015:11:28 14:40");
+  for (const fs::path& entry : testsupport::FilesUnder(roll_))
+    EXPECT_EQ(entry.extension(), ".jpg") << "no temporary file stays behind: " << entry;
+}
+
+// A JPEG without Exif: the corpus file with its APP1 segment cut out.
+void WriteWithoutExif(const fs::path& source, const fs::path& destination) {
+  std::vector<unsigned char> bytes = testsupport::ReadBytes(source);
+  size_t position = 2;
+  while (position + 4 <= bytes.size() && bytes[position] == 0xFF && bytes[position + 1] != 0xE1) {
+    position += 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
+  }
+  if (position + 4 <= bytes.size() && bytes[position + 1] == 0xE1) {
+    const size_t length = 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
+    bytes.erase(bytes.begin() + std::ptrdiff_t(position), bytes.begin() + std::ptrdiff_t(position + length));
+  }
+  testsupport::WriteBytes(destination, bytes);
+}
+
+TEST_F(Embed, ScanWithoutExifStopsTheRunUnchanged) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  const std::vector<fs::path> scans = MakeRoll(3);
+  WriteWithoutExif(sources_[2], scans[2]);
+  ExifDocumentPtr probe;
+  ASSERT_NE(ExifCheckFile(scans[2].string(), probe) & StatusNoExif, 0u);
+  const auto plain = testsupport::ReadBytes(scans[2]);
+  EXPECT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote), 0);
+  EXPECT_EQ(EmbedJobState().written, 2u);
+  EXPECT_EQ(testsupport::ReadBytes(scans[2]), plain);
+}
+
+TEST_F(Embed, RunButtonChecksAndSettings) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  EmbedRequest request;
+  request.maker = "Nikon";
+  request.camera = "F6";
+  request.film = Cp932FromUtf8("フジ Velvia");
+  EXPECT_EQ(EmbedRun(request, &progress_), 0);
+  request.dataFilePath = (scratch_ / "absent.txt").string();
+  EXPECT_EQ(EmbedRun(request, &progress_), 0);
+  request.dataFilePath = RealThreeFrames().string();
+  EXPECT_EQ(EmbedRun(request, &progress_), 0);
+  ASSERT_EQ(shown_.ids, (std::vector<uint32_t>{52, 46, 47}));
+  EXPECT_NE(shown_.texts[1].find("absent.txt"), std::string::npos);
+
+  shown_ = {};
+  const std::vector<fs::path> scans = MakeRoll(3);
+  request.jpegPath = roll_.string() + "/";
+  request.dataType = -1;  // none chosen reads as F6 detailed
+  request.privateTags = true;
+  EXPECT_EQ(EmbedRun(request, &progress_), 1);
+  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{51});
+  EXPECT_EQ(SettingsGetInt("MV1OPTION", "DATATYPE", 9), 0);
+  EXPECT_EQ(LoadComboHistory("FILM"), std::vector<std::string>{request.film});
+  ExifDocumentPtr document;
+  ASSERT_NE(ExifCheckFile(scans[2].string(), document) & StatusJpeg, 0u);
+  const TagEntry* film = ExifFindTag(document.get(), IfdExif, TagFilmName);
+  ASSERT_NE(film, nullptr);
+  EXPECT_EQ(reinterpret_cast<const char*>(film->Data()), request.film);
+}
+
+TEST_F(Embed, SingleFrameIntoANewFileLeavesTheSource) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  const std::vector<fs::path> scans = MakeRoll(1);
+  const auto before = testsupport::ReadBytes(scans[0]);
+  CameraDataFilePtr data = CameraDataFileCreate(RealThreeFrames().string().c_str());
+  ASSERT_TRUE(data);
+  ASSERT_EQ(CameraDataFileRead(data.get(), 0), 1);
+  const fs::path destination = scratch_ / "frame09.jpg";
+  ASSERT_EQ(EmbedSingle("Nikon", "F6", "", data.get(), 2, scans[0].string(), destination.string(), EmbedMakerNote),
+            1);
+  EXPECT_EQ(testsupport::ReadBytes(scans[0]), before);
+  ExifDocumentPtr document;
+  ASSERT_NE(ExifCheckFile(destination.string(), document) & StatusJpeg, 0u);
+  const TagEntry* date = ExifFindTag(document.get(), IfdExif, TagDateTimeOriginal);
+  ASSERT_NE(date, nullptr);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(date->Data())).substr(0, 16), "2015:11:29 12:50");
+  const TagEntry* make = ExifFindTag(document.get(), IfdPrimary, 271);
+  ASSERT_NE(make, nullptr);
+  EXPECT_STREQ(reinterpret_cast<const char*>(make->Data()), "Nikon");
+}
+
+TEST(EmbedText, CutsAtSixtyThreeBytesWithoutSplittingACharacter) {
+  EXPECT_EQ(EmbedText(std::string(70, 'a')).size(), 63u);
+  const std::string wide = Cp932FromUtf8("フ");
+  ASSERT_EQ(wide.size(), 2u);
+  EXPECT_EQ(EmbedText(std::string(62, 'a') + wide), std::string(62, 'a'));
+}
+
+}  // namespace
