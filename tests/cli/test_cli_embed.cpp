@@ -1,0 +1,105 @@
+// tavexon-cli embed as a script runs it: the dry run's pairing, a run that writes and names
+// its files, and the refusals with their exit statuses.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/test_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CliRun {
+  int status = 0;
+  std::string output;  // standard output and standard error together
+};
+
+CliRun RunCli(const testsupport::ScratchDir& scratch, const std::string& arguments) {
+  CliRun run;
+  const std::string command = "TAVEXON_INI=" + testsupport::ShellQuote((scratch / "tvx1App.ini").string()) + " " +
+                              testsupport::ShellQuote(TAVEXON_CLI_PATH) + " " + arguments + " </dev/null 2>&1";
+  run.output = testsupport::RunCommand(command, &run.status);
+  return run;
+}
+
+std::string Quoted(const fs::path& path) { return testsupport::ShellQuote(path.string()); }
+
+fs::path ThreeFrames() { return testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film022-3frames.txt"; }
+
+// Three real camera files as a scanned roll.
+fs::path MakeRoll(const testsupport::ScratchDir& scratch, size_t count) {
+  const fs::path roll = scratch / "roll";
+  fs::create_directory(roll);
+  const char* sources[] = {"nikon/pel_nikon-coolscan-iv.jpg", "canon/exiftool_Canon1DmkIII.jpg",
+                           "sony/exiftool_Sony.jpg", "pentax/exiftool_Pentax.jpg"};
+  for (size_t i = 0; i < count; ++i) {
+    const fs::path copy = roll / ("scan_000" + std::to_string(i + 1) + ".jpg");
+    fs::copy_file(testsupport::SharedSub("corpus/makers") / sources[i], copy);
+    fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
+  }
+  return roll;
+}
+
+std::vector<std::vector<unsigned char>> Contents(const fs::path& folder) {
+  std::vector<std::vector<unsigned char>> contents;
+  for (const fs::path& file : testsupport::FilesUnder(folder)) contents.push_back(testsupport::ReadBytes(file));
+  return contents;
+}
+
+}  // namespace
+
+TEST(CliEmbed, DryRunShowsThePairingAndWritesNothing) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  testsupport::ScratchDir scratch;
+  const fs::path roll = MakeRoll(scratch, 3);
+  const auto before = Contents(roll);
+  CliRun run = RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type f6-detailed --jpegs " +
+                                   Quoted(roll) + " --dry-run");
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_NE(run.output.find("scan_0003.jpg"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("2015:11:29 12:50"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("frames: 3, files: 3"), std::string::npos) << run.output;
+  EXPECT_EQ(Contents(roll), before);
+}
+
+TEST(CliEmbed, RunWritesEveryFileAndNamesIt) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool reads the result";
+  testsupport::ScratchDir scratch;
+  const fs::path roll = MakeRoll(scratch, 3);
+  CliRun run = RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type 'F6 詳細' --jpegs " + Quoted(roll) +
+                                   " --maker Nikon --camera F6");
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_NE(run.output.find("完了！"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("written: " + (roll / "scan_0002.jpg").string()), std::string::npos) << run.output;
+  const std::string values =
+      testsupport::RunCommand("exiftool -s3 -n -Model -FocalLength " + Quoted(roll / "scan_0003.jpg"));
+  EXPECT_EQ(values, "F6\n50\n");
+}
+
+TEST(CliEmbed, RefusalsExitWithTheirMessages) {
+  TAVEXON_REQUIRE_SHARED("corpus/makers");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  testsupport::ScratchDir scratch;
+  const fs::path roll = MakeRoll(scratch, 4);
+  const auto before = Contents(roll);
+  CliRun badType = RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type f7 --jpegs " + Quoted(roll));
+  EXPECT_EQ(badType.status, 2) << badType.output;
+  CliRun mismatch = RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type 0 --jpegs " + Quoted(roll));
+  EXPECT_EQ(mismatch.status, 1);
+  EXPECT_NE(mismatch.output.find("MV-1データ件数[3]とJpegファイル件数[4]が一致しません。"), std::string::npos)
+      << mismatch.output;
+  CliRun dryMismatch =
+      RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type 0 --jpegs " + Quoted(roll) + " --dry-run");
+  EXPECT_EQ(dryMismatch.status, 1);
+  EXPECT_NE(dryMismatch.output.find("frames: 3, files: 4"), std::string::npos) << dryMismatch.output;
+  CliRun missing = RunCli(scratch, "embed --data " + Quoted(scratch / "none.txt") + " --type 0 --jpegs " + Quoted(roll));
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.output.find("指定されたファイルが存在しないか、読めません。"), std::string::npos) << missing.output;
+  EXPECT_EQ(Contents(roll), before);
+}
