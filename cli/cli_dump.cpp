@@ -253,8 +253,10 @@ int DumpWritePreview(ExifDocument* document, const std::string& out) {
 
 int DumpRun(const DumpOptions& options) {
   int exitCode = CliSuccess;
-  nlohmann::json all = nlohmann::json::array();
   std::string out;
+  // The JSON array is written file by file, so a folder of thousands never stands in memory.
+  if (options.json) std::fputs("[", stdout);
+  bool first = true;
   for (const std::string& path : options.files) {
     DumpReading reading = DumpRead(path);
     if (DumpFailed(reading)) {
@@ -266,17 +268,16 @@ int DumpRun(const DumpOptions& options) {
     if (!options.preview.empty() && reading.document && !DumpWritePreview(reading.document.get(), options.preview))
       exitCode = CliFailure;
     if (options.json) {
-      all.push_back(DumpJson(path, reading));
+      out = (first ? "\n" : ",\n") + DumpJson(path, reading).dump(1);
+      std::fwrite(out.data(), 1, out.size(), stdout);
+      first = false;
     } else {
       out.clear();
       DumpText(path, reading, options.raw, out);
       std::fwrite(out.data(), 1, out.size(), stdout);
     }
   }
-  if (options.json) {
-    const std::string text = all.dump(1) + "\n";
-    std::fwrite(text.data(), 1, text.size(), stdout);
-  }
+  if (options.json) std::fputs("\n]\n", stdout);
   return exitCode;
 }
 
