@@ -137,7 +137,7 @@ uint32_t EditRefusal(ExifDocument* document, uint32_t kind, uint16_t tag) {
   if (kind >= kIfdMakerNoteFirst &&
       (!ExifMakerNoteTable(document, kind) || !ExifMakerNoteControl(document, MnIsEditable, 0, 0)))
     return kMessageNoteNotEditable;
-  return TagIsEditable(document, kind, tag) ? 0 : kMessageTagNotEditable;
+  return TagIsEditable(document, kind, tag) ? 0u : uint32_t(kMessageTagNotEditable);
 }
 
 int SaveEdited(const EditOptions& options, ExifDocument* document) {
