@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Configures and builds one flavour of Tavexon: build.sh [release|asan|fuzz]
+# Configures and builds one flavour of Tavexon: build.sh [release|asan|fuzz] [TARGET...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 flavour=${1:-release}
@@ -11,4 +11,7 @@ case "$flavour" in
                  -DCMAKE_CXX_COMPILER=clang++ >/dev/null ;;
   *) echo "usage: build.sh [release|asan|fuzz]" >&2; exit 2 ;;
 esac
-cmake --build "build/$flavour" -j "$jobs"
+shift || true
+targets=()
+for t in "$@"; do targets+=(--target "$t"); done
+cmake --build "build/$flavour" -j "$jobs" "${targets[@]}"

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
-bash scripts/build.sh release
+bash scripts/build.sh release tavexon-cli
 cli=build/release/cli/tavexon-cli
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
