@@ -17,7 +17,7 @@ if [ ! -x "$cli" ]; then
     -DTAVEXON_BENCH=OFF >/dev/null
   cmake --build "$root/build/release" --target tavexon-cli -j2
 fi
-command -v hyperfine >/dev/null || { echo "hyperfine is needed" >&2; exit 1; }
+command -v hyperfine >/dev/null || apt-get install -y -qq hyperfine >/dev/null
 command -v exiftool >/dev/null || { echo "exiftool is needed" >&2; exit 1; }
 
 data=$root/samples/f6-detailed-film032-36frames.txt

@@ -16,7 +16,7 @@ if [ ! -x "$cli" ]; then
     -DTAVEXON_BENCH=OFF >/dev/null
   cmake --build "$root/build/release" --target tavexon-cli -j2
 fi
-command -v hyperfine >/dev/null || { echo "hyperfine is needed" >&2; exit 1; }
+command -v hyperfine >/dev/null || apt-get install -y -qq hyperfine >/dev/null
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
