@@ -27,6 +27,14 @@ uint32_t ExifTypeSize(uint32_t type) {
   }
 }
 
+uint32_t ExifTypeSizeWide(uint32_t type) {
+  switch (type) {
+    case 11: return 1;
+    case 13: return 2;
+    default: return ExifTypeSize(type);
+  }
+}
+
 uint16_t ExifReadU16(uint32_t bigEndian, const uint8_t* b) {
   return bigEndian ? uint16_t(b[0] << 8 | b[1]) : uint16_t(b[1] << 8 | b[0]);
 }

@@ -132,6 +132,9 @@ struct IfdTable {
 // Element size of a type; 0 for a type the table does not know.
 using TypeSizeFunction = uint32_t (*)(uint32_t type);
 uint32_t ExifTypeSize(uint32_t type);
+// The sizes of the wider set that in-place patches and some MakerNotes use: as ExifTypeSize,
+// and 11 as 1 byte, 13 as 2 bytes.
+uint32_t ExifTypeSizeWide(uint32_t type);
 
 // The three fields a document and a MakerNote context share, so that list and writer
 // operations work on either.

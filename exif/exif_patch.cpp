@@ -9,22 +9,10 @@ namespace {
 
 constexpr uint32_t kEntrySize = 12;
 
-// Element size of a type in finished bytes, by the groups the patch writes: 2-byte words
-// (3, 8 and 13), 4-byte words (4, 9), pairs of 4-byte words (5, 10) and bytes (1, 2, 6, 7, 11).
-// Any other type has no size here and is written as nothing.
-uint32_t PatchElementSize(uint32_t type) {
-  switch (type) {
-    case 1: case 2: case 6: case 7: case 11: return 1;
-    case 3: case 8: case 13: return 2;
-    case 4: case 9: return 4;
-    case 5: case 10: return 8;
-    default: return 0;
-  }
-}
-
-// Writes a host-order value array in the payload's order, by the same groups.
+// Writes a host-order value array in the payload's order, by element size (ExifTypeSizeWide):
+// bytes as they are, 16-bit words, and 32-bit words (a rational as two).
 void PatchWriteValue(uint8_t* out, uint32_t type, uint32_t count, const uint8_t* value, uint32_t bigEndian) {
-  uint32_t size = PatchElementSize(type);
+  uint32_t size = ExifTypeSizeWide(type);
   if (size == 1) {
     std::memcpy(out, value, count);
   } else if (size == 2) {
@@ -63,8 +51,8 @@ int ExifPatchEntry(uint8_t* directory, uint32_t baseOffset, uint16_t tag, uint16
   if (index == entries) return -1;
   uint8_t* entry = directory + 2 + index * kEntrySize;
 
-  uint64_t oldSize = uint64_t(PatchElementSize(ExifReadU16(bigEndian, entry + 2))) * ExifReadU32(bigEndian, entry + 4);
-  uint64_t newSize = uint64_t(PatchElementSize(type)) * count;
+  uint64_t oldSize = uint64_t(ExifTypeSizeWide(ExifReadU16(bigEndian, entry + 2))) * ExifReadU32(bigEndian, entry + 4);
+  uint64_t newSize = uint64_t(ExifTypeSizeWide(type)) * count;
   if (newSize > 4 && oldSize < newSize) return 0;
   uint8_t* oldValue = nullptr;
   if (oldSize > 4) {

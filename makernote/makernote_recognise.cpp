@@ -149,15 +149,7 @@ constexpr std::array<uint16_t, 5> kOlympusSubDirectoryTags{8208, 8224, 8240, 825
 
 }  // namespace
 
-uint32_t MakerNoteOlympusTypeSize(uint32_t type) {
-  switch (type) {
-    case 1: case 2: case 6: case 7: case 11: return 1;
-    case 3: case 8: case 13: return 2;
-    case 4: case 9: return 4;
-    case 5: case 10: return 8;
-    default: return 0;
-  }
-}
+uint32_t MakerNoteOlympusTypeSize(uint32_t type) { return ExifTypeSizeWide(type); }
 
 uint32_t MakerNoteRecogniseNikon(const MakerNoteProbe& probe) {
   static constexpr uint8_t kLittle[10] = {'N', 'i', 'k', 'o', 'n', 0, 2, 0, 0, 0};
