@@ -105,6 +105,9 @@ TEST_F(JpegFile, RefusalsLeaveTheDestinationAsItWas) {
   WriteBytes(scratch_ / "text.jpg", Bytes{'h', 'e', 'l', 'l', 'o'});
   EXPECT_EQ(JpegReplaceApp1((scratch_ / "text.jpg").string(), file.string(), payload_.data(), 20), 0);
   EXPECT_EQ(ErrorPop(), ErrMarkerStructure);
+  // A folder that does not exist: the temporary stands in the nearest folder that does and goes.
+  EXPECT_EQ(JpegReplaceApp1(file.string(), (scratch_ / "no" / "such" / "b.jpg").string(), payload_.data(), 20), 0);
+  EXPECT_EQ(ErrorPop(), ErrFileIo);
   EXPECT_EQ(ReadBytes(file), before);
   EXPECT_EQ(EntriesIn(scratch_.path()), 2u);
 }
@@ -130,16 +133,6 @@ TEST_F(JpegFile, InjectedFaultsNeverDamageTheDestination) {
   FileInjectFaults(FaultRename);
   EXPECT_EQ(JpegReplaceApp1(file.string(), file.string(), payload_.data(), uint32_t(payload_.size())), 1);
   EXPECT_NE(ReadBytes(file), before);
-  EXPECT_EQ(EntriesIn(scratch_.path()), 1u);
-}
-
-TEST_F(JpegFile, ADestinationThatCannotBeWrittenIsRefused) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers");
-  fs::path source = Copy(ExifJpeg(), "a.jpg");
-  // A folder that does not exist: the temporary stands in the nearest folder that does and goes.
-  fs::path missing = scratch_ / "no" / "such" / "b.jpg";
-  EXPECT_EQ(JpegReplaceApp1(source.string(), missing.string(), payload_.data(), 20), 0);
-  EXPECT_EQ(ErrorPop(), ErrFileIo);
   EXPECT_EQ(EntriesIn(scratch_.path()), 1u);
 }
 
@@ -241,12 +234,7 @@ TEST_F(JpegFile, FileTimesComeFromTheCaptureDate) {
   WriteBytes(file, Bytes{0xFF, 0xD8});
   ASSERT_EQ(FileSetTimeFromDate(file.string(), "2004:05:06 07:08:09"), 1);
   std::tm local{};
-  local.tm_year = 104;
-  local.tm_mon = 4;
-  local.tm_mday = 6;
-  local.tm_hour = 7;
-  local.tm_min = 8;
-  local.tm_sec = 9;
+  ASSERT_NE(::strptime("2004:05:06 07:08:09", "%Y:%m:%d %H:%M:%S", &local), nullptr);
   local.tm_isdst = -1;
   struct stat status;
   ASSERT_EQ(::stat(file.c_str(), &status), 0);

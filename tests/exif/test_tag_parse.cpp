@@ -101,24 +101,22 @@ TEST(ParseTypedValues, BytesAndAscii) {
 }
 
 TEST(ParseRationalText, LooseForms) {
-  uint32_t r[2];
-  ParseRationalText("  1/250", r);
-  EXPECT_EQ(r[0], 1u);
-  EXPECT_EQ(r[1], 250u);
-  ParseRationalText("-0.7", r);
-  EXPECT_EQ(int32_t(r[0]), -7);
-  EXPECT_EQ(r[1], 10u);
-  ParseRationalText("1,000", r);
-  EXPECT_EQ(r[0], 1000u);
-  EXPECT_EQ(r[1], 1u);
-  ParseRationalText("0x10/0x3", r);
-  EXPECT_EQ(r[0], 16u);
-  EXPECT_EQ(r[1], 3u);
-  ParseRationalText("5/0", r);  // a denominator of 0 becomes 1
-  EXPECT_EQ(r[1], 1u);
-  ParseRationalText("f/2.8", r);  // any other character ends the parse
-  EXPECT_EQ(r[0], 0u);
-  EXPECT_EQ(r[1], 1u);
+  struct Row {
+    const char* text;
+    int32_t numerator;
+    uint32_t denominator;
+  };
+  const Row rows[] = {
+      {"  1/250", 1, 250}, {"-0.7", -7, 10}, {"1,000", 1000, 1}, {"0x10/0x3", 16, 3},
+      {"5/0", 5, 1},   // a denominator of 0 becomes 1
+      {"f/2.8", 0, 1},  // any other character ends the parse
+  };
+  for (const Row& row : rows) {
+    uint32_t r[2] = {99, 99};
+    ParseRationalText(row.text, r);
+    EXPECT_EQ(int32_t(r[0]), row.numerator) << row.text;
+    EXPECT_EQ(r[1], row.denominator) << row.text;
+  }
 }
 
 }  // namespace

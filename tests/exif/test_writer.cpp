@@ -1,14 +1,12 @@
 // The writer over real camera files: a set of the file's own value writes it back byte for
-// byte, an in-place edit touches only its own bytes, and a rebuild keeps every other tag as the
-// independent readers (exiftool, exiv2) see it, with the MakerNote's bytes carried.
+// byte, an in-place edit touches only its own bytes, and a rebuild in either byte order reads
+// again with the MakerNote's bytes carried. Every tag of a rebuild is compared with exiftool and
+// exiv2 by the save tests of the makernote folder, which go through this writer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <map>
-#include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -140,57 +138,8 @@ TEST_F(WriterCorpus, AShorterValueChangesOnlyTheBytesItMust) {
   EXPECT_GT(edited, 30);
 }
 
-// exiftool's view of the standard IFDs of each file, tag by tag, from one run over them all.
-std::map<std::string, std::map<std::string, std::string>> ExiftoolStandardTags(const std::vector<fs::path>& files) {
-  static const std::set<std::string> kGroups = {"IFD0", "ExifIFD", "InteropIFD", "GPS", "IFD1"};
-  // Pointers and the thumbnail's offset move in a rebuild; that is what a rebuild does.
-  static const std::set<std::string> kMoving = {"ExifOffset", "GPSInfo", "InteropOffset", "ThumbnailOffset"};
-  std::string command = "exiftool -G1 -a -u -n -s";
-  for (const fs::path& file : files) command += " " + ShellQuote(file.string());
-  std::istringstream lines(RunCommand(command + " 2>/dev/null"));
-  std::map<std::string, std::map<std::string, std::string>> result;
-  std::string line, current = files.size() == 1 ? files[0].string() : "";
-  while (std::getline(lines, line)) {
-    if (line.rfind("======== ", 0) == 0) {
-      current = line.substr(9);
-      continue;
-    }
-    // "[Group]   Name   : value", read by hand: a long value would overflow the regex engine.
-    size_t close = line.find(']'), colon = line.find(" : ");
-    if (line.empty() || line[0] != '[' || close == std::string::npos || colon == std::string::npos) continue;
-    std::string group = line.substr(1, close - 1);
-    std::istringstream nameField(line.substr(close + 1, colon - close - 1));
-    std::string name;
-    nameField >> name;
-    if (kGroups.count(group) && !kMoving.count(name)) result[current][group + ":" + name] = line.substr(colon + 3);
-  }
-  return result;
-}
-
-// exiv2's view of the standard IFDs, pointers left out.
-std::set<std::string> Exiv2StandardTags(const fs::path& file) {
-  static const std::set<std::string> kGroups = {"Image", "Photo", "Iop", "GPSInfo", "Thumbnail"};
-  static const std::set<std::string> kMoving = {"0x8769", "0x8825", "0xa005", "0x0201"};
-  std::istringstream lines(RunCommand("exiv2 -pv " + ShellQuote(file.string()) + " 2>/dev/null"));
-  std::set<std::string> tags;
-  std::string line;
-  while (std::getline(lines, line)) {
-    std::istringstream fields(line);
-    std::string id, group;
-    fields >> id >> group;
-    if (kGroups.count(group) && !kMoving.count(id)) tags.insert(line);
-  }
-  return tags;
-}
-
-TEST_F(WriterCorpus, ARebuildKeepsEveryOtherTagAndCarriesTheMakerNote) {
-  if (!HaveProgram("exiftool") || !HaveProgram("exiv2")) GTEST_SKIP() << "exiftool and exiv2 are needed";
+TEST_F(WriterCorpus, ARebuildReadsAgainAndCarriesTheMakerNote) {
   const std::string artist(300, 'A');
-  struct Rebuilt {
-    fs::path original, copy;
-    bool newArtist;
-  };
-  std::vector<Rebuilt> rebuilt;
   int refused = 0;
   for (const fs::path& file : files_) {
     SCOPED_TRACE(Name(file));
@@ -200,6 +149,7 @@ TEST_F(WriterCorpus, ARebuildKeepsEveryOtherTagAndCarriesTheMakerNote) {
       ASSERT_TRUE(document);
       const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote);
       Bytes noteBytes = note ? Bytes(note->Data(), note->Data() + note->ValueSize()) : Bytes();
+      const int tags = ExifTagCount(document.get(), IfdExif);
       uint32_t order = document->bigEndian;
       if (otherOrder) {
         order ^= 1;
@@ -218,42 +168,18 @@ TEST_F(WriterCorpus, ARebuildKeepsEveryOtherTagAndCarriesTheMakerNote) {
       ExifDocumentPtr reread = Load(copy);
       ASSERT_TRUE(reread) << "the rebuilt file does not read";
       EXPECT_EQ(reread->bigEndian, order);
+      EXPECT_EQ(ExifTagCount(reread.get(), IfdExif), tags);
+      if (!otherOrder) {
+        EXPECT_EQ(reinterpret_cast<const char*>(ExifFindTag(reread.get(), IfdPrimary, kArtist)->Data()), artist);
+      }
       const TagEntry* newNote = ExifFindTag(reread.get(), IfdExif, TagMakerNote);
       ASSERT_EQ(newNote != nullptr, note != nullptr);
       if (newNote) {
         EXPECT_TRUE(Bytes(newNote->Data(), newNote->Data() + newNote->ValueSize()) == noteBytes);
       }
-      rebuilt.push_back({file, copy, !otherOrder});
     }
   }
   EXPECT_LT(refused, 3);
-
-  std::vector<fs::path> all;
-  for (const Rebuilt& r : rebuilt) all.insert(all.end(), {r.original, r.copy});
-  auto tool = ExiftoolStandardTags(all);
-  for (const Rebuilt& r : rebuilt) {
-    SCOPED_TRACE(r.copy.filename().string());
-    auto before = tool[r.original.string()], after = tool[r.copy.string()];
-    if (r.newArtist) {
-      EXPECT_EQ(after["IFD0:Artist"], artist);
-      before.erase("IFD0:Artist");
-      after.erase("IFD0:Artist");
-    }
-    if (!r.newArtist) {
-      // One camera (Panasonic DMC-LC40) stores SHORT, LONG and RATIONAL entries under the
-      // UNDEFINED tag 37510 in its 1st IFD; exiftool shows those as raw bytes in file order, so
-      // in the other byte order they read differently though their values are the same.
-      before.erase("IFD1:UserComment");
-      after.erase("IFD1:UserComment");
-    }
-    EXPECT_EQ(before, after) << "exiftool";
-    std::set<std::string> exiv2Before = Exiv2StandardTags(r.original), exiv2After = Exiv2StandardTags(r.copy);
-    if (r.newArtist) {
-      std::erase_if(exiv2Before, [](const std::string& line) { return line.rfind("0x013b", 0) == 0; });
-      std::erase_if(exiv2After, [](const std::string& line) { return line.rfind("0x013b", 0) == 0; });
-    }
-    EXPECT_EQ(exiv2Before, exiv2After) << "exiv2";
-  }
 }
 
 TEST_F(WriterCorpus, KeepingTheMakerNotePlaceLeavesItsOffsetAlone) {
