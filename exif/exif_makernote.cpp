@@ -57,6 +57,7 @@ int ExifOpenMakerNote(ExifDocument* document) {
   if (!handler->Parse || !handler->context ||
       !handler->Parse(handler->context, handler->segment, handler->segmentSize, handler->offsetBias, note)) {
     // The handler stays open with what it read, so the caller sees a note that failed.
+    handler->parseFailed = 1;
     ErrorPush(ErrMakerNoteParse);
     return 0;
   }

@@ -52,6 +52,7 @@ struct MakerNoteHandler {
   uint32_t segmentSize = 0;
   TagEntry* noteTag = nullptr;  // tag 37500 of the Exif table
   uint32_t offsetBias = 0;      // first word of tag 59933, else 0
+  uint32_t parseFailed = 0;     // 1 when Parse failed: the tables hold only part of the note
 
   MakerNoteContext* (*Create)() = nullptr;
   void (*Destroy)(MakerNoteContext* context) = nullptr;

@@ -57,6 +57,12 @@ uint32_t MakerNoteOffset(ExifDocument* document) {
 // Opens the document's handler when none is open. -1 when the note fails to parse (807);
 // otherwise 1 with a handler open, 0 without one.
 int MakerNoteEnsureOpen(ExifDocument* document) {
+  if (document->makerNote && document->makerNote->parseFailed) {
+    // A note read only in part is never rebuilt from what was read, nor written around: the
+    // rest of it would be lost.
+    ErrorPush(ErrMakerNoteParse);
+    return -1;
+  }
   if (document->makerNote) return 1;
   if (ExifOpenMakerNote(document)) return 1;
   if (ErrorPeek() == ErrMakerNoteParse) return -1;
