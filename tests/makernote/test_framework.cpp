@@ -144,36 +144,21 @@ TEST(MakerNoteRecognition, PanasonicInTheWrongOrderNeedsABias) {
   EXPECT_EQ(FamilyOf(MakeSynthetic(note, false), uint32_t(-50)), FamilyPanasonic);
 }
 
-TEST(MakerNoteFamilies, NamesAndOrder) {
-  EXPECT_STREQ(MakerFamilyName(FamilyFujifilm), "FUJFILM");
+TEST(MakerNoteFamilies, NamesKeepTheirSpellingAndAnyNumberGetsAHandlerRecord) {
   EXPECT_STREQ(MakerFamilyName(FamilyOlympus), "OLYMUPS");
-  EXPECT_STREQ(MakerFamilyName(FamilySony), "SONY");
   EXPECT_STREQ(MakerFamilyName(12345), "Unknown");
-  ASSERT_EQ(MakerNoteFamilies().size(), 8u);
-  EXPECT_EQ(MakerNoteFamilies().front().family, FamilyNikon);
-  EXPECT_EQ(MakerNoteFamilies().back().family, FamilyCanon);
-}
-
-TEST(MakerNoteFamilies, HandlerCreation) {
   MakerNoteHandler* raw = nullptr;
-  ASSERT_EQ(MakerNoteHandlerCreate(777, &raw), 1) << "a number that is no family still gives a record";
+  ASSERT_EQ(MakerNoteHandlerCreate(777, &raw), 1);
   std::unique_ptr<MakerNoteHandler, MakerNoteHandlerDeleter> handler(raw);
   EXPECT_EQ(handler->family, 777u);
   EXPECT_EQ(handler->Parse, nullptr);
 }
 
-TEST(MakerNoteTables, ProtectedTagsAndNames) {
+TEST(MakerNoteTables, ProtectedTagsDependOnFamilyAndTable) {
   EXPECT_EQ(MakerNoteTagEditable(FamilyNikon, 257, 17), 0);
   EXPECT_EQ(MakerNoteTagEditable(FamilyNikon, 258, 17), 1);
-  EXPECT_EQ(MakerNoteTagEditable(FamilySony, 257, 45096), 0);
   EXPECT_EQ(MakerNoteTagEditable(FamilyCanon, 257, 3), 1);
   EXPECT_EQ(MakerNoteTagEditable(FamilyPentax, 257, 3), 0);
-  const MakerNoteTableName* olympus = MakerNoteTableNames(FamilyOlympus);
-  ASSERT_NE(olympus, nullptr);
-  int tables = 0;
-  while (olympus[tables].table != -1) ++tables;
-  EXPECT_EQ(tables, 6);
-  EXPECT_STREQ(olympus[5].name, "OLYMPUS MakerNote Sub IFD5");
 }
 
 TEST(MakerNoteOneTable, TagsGoToTable257Only) {
