@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "frame/cp932.h"
 #include "frame/error_stack.h"
 #include "shooting/camera_data_file.h"
 #include "shooting/shooting_fields.h"
@@ -188,12 +187,6 @@ TEST(CameraDataFileRecord, CopyRecordAndAddHeader) {
   ErrorClear();
   EXPECT_EQ(CameraDataFileCopyRecord(file.get(), 2, &list), 0);
   EXPECT_EQ(ErrorPop(), 1282u);
-}
-
-TEST(CameraDataFileRecord, LayoutLabels) {
-  EXPECT_EQ(Utf8FromCp932(DataTypeLabel(0)), "F6 詳細");
-  EXPECT_EQ(Utf8FromCp932(DataTypeLabel(7)), "F100 簡易");
-  EXPECT_EQ(DataTypeLabel(8), nullptr);
 }
 
 }  // namespace

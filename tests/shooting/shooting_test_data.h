@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "exif/exif_document.h"
 #include "shooting/camera_data_file.h"
 #include "tests/support/test_support.h"
 
@@ -70,6 +73,21 @@ inline const TagEntry* FindEntry(const TagList& list, uint16_t tag) {
 
 inline std::vector<uint8_t> EntryBytes(const TagEntry& entry) {
   return std::vector<uint8_t>(entry.Data(), entry.Data() + entry.ValueSize());
+}
+
+// A document's pending edits are the list's entries, in order, set on the given table.
+inline void ExpectQueued(const ExifDocument* document, const TagList& list, uint32_t kind) {
+  ASSERT_EQ(document->pending.size(), list.size());
+  auto expected = list.begin();
+  for (const PendingEdit& edit : document->pending) {
+    EXPECT_EQ(edit.op, uint32_t(PendingSet));
+    EXPECT_EQ(edit.kind, kind);
+    EXPECT_EQ(edit.tag, expected->tag);
+    EXPECT_EQ(edit.type, expected->type);
+    EXPECT_EQ(edit.count, expected->count);
+    EXPECT_EQ(edit.value, EntryBytes(*expected));
+    ++expected;
+  }
 }
 
 }  // namespace shootingtest

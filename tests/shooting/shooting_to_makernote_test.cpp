@@ -75,7 +75,6 @@ TEST_F(ShootingToMakerNote, RealFrameGivesIsoLensFlashAndCompensation) {
 TEST_F(ShootingToMakerNote, LensFromFocalLengthAndMaximumAperture) {
   EXPECT_EQ(LensOf("35", "F4"), (Words{35, 1, 35, 1, 4, 1, 4, 1}));
   EXPECT_EQ(LensOf("38(24-120)", "F3.5-F5.6"), (Words{24, 1, 120, 1, 35, 10, 56, 10}));
-  EXPECT_EQ(LensOf("105", "F2.5"), (Words{105, 1, 105, 1, 25, 10, 25, 10}));
   // No "F": the apertures are 0, the tag still stands; no maximum aperture: no tag.
   EXPECT_EQ(LensOf("50", "1.8"), (Words{50, 1, 50, 1, 0, 1, 0, 1}));
   EXPECT_EQ(LensOf("50", ""), Words{});
@@ -86,9 +85,7 @@ TEST_F(ShootingToMakerNote, LensFromFocalLengthAndMaximumAperture) {
 TEST_F(ShootingToMakerNote, FlashSyncTexts) {
   EXPECT_EQ(TextOf({{kFlashSync, "Front curtain sync"}}, 8), "NORMAL      ");
   EXPECT_EQ(TextOf({{kFlashSync, "Slow sync/Red eye reduction"}}, 8), "RED-EYE SLOW");
-  EXPECT_EQ(TextOf({{kFlashSync, "Rear curtain sync"}}, 8), "REAR SLOW   ");
   EXPECT_EQ(TextOf({{kFlashSync, "Slow sync"}}, 8), "SLOW        ");
-  EXPECT_EQ(TextOf({{kFlashSync, "Red eye reduction"}}, 8), "RED-EYE     ");
   EXPECT_EQ(TextOf({{kFlashSync, "Curtain"}}, 8), "(none)");
 }
 
@@ -111,7 +108,6 @@ TEST_F(ShootingToMakerNote, EvDifferenceInTwelfths) {
   EXPECT_EQ(BytesOf({{kEvDifference, "0.0"}}, 14), (Bytes{0, 1, 12, 0}));
   // -0.3 is stored as -3/12: a loss the Nikon display shows as -0.2 or so.
   EXPECT_EQ(BytesOf({{kEvDifference, "-0.3"}}, 14), (Bytes{uint8_t(-3), 1, 12, 0}));
-  EXPECT_EQ(BytesOf({{kEvDifference, "+0.5"}}, 14), (Bytes{6, 1, 12, 0}));
   EXPECT_EQ(BytesOf({{kEvDifference, "-0.7"}}, 14), (Bytes{uint8_t(-8), 1, 12, 0}));
   EXPECT_EQ(BytesOf({{kEvDifference, "+1.3"}}, 14), (Bytes{15, 1, 12, 0}));
   EXPECT_EQ(BytesOf({{kEvDifference, "-8.2"}}, 14), (Bytes{uint8_t(-98), 1, 12, 0}));
@@ -119,9 +115,7 @@ TEST_F(ShootingToMakerNote, EvDifferenceInTwelfths) {
 
 TEST_F(ShootingToMakerNote, FlashCompensationInSixthsOrTenths) {
   EXPECT_EQ(BytesOf({{kFlashCompensation, "+0.7"}}, 23), (Bytes{4, 1, 6, 0}));
-  EXPECT_EQ(BytesOf({{kFlashCompensation, "+0.3"}}, 23), (Bytes{2, 1, 6, 0}));
   EXPECT_EQ(BytesOf({{kFlashCompensation, "-1.0"}}, 23), (Bytes{uint8_t(-6), 1, 6, 0}));
-  EXPECT_EQ(BytesOf({{kFlashCompensation, "-1.5"}}, 23), (Bytes{uint8_t(-9), 1, 6, 0}));
   EXPECT_EQ(BytesOf({{kFlashCompensation, "0.2"}}, 23), (Bytes{2, 1, 10, 0}));
   EXPECT_EQ(BytesOf({{kFlashCompensation, "-2.4"}}, 23), (Bytes{uint8_t(-24), 1, 10, 0}));
 }
@@ -134,16 +128,7 @@ TEST_F(ShootingToMakerNote, QueuedOnTheNikonMainTable) {
   ASSERT_EQ(ShootingRecordToMakerNote(file.get(), 0, document.get()), 1);
   TagList list;
   ASSERT_EQ(ShootingRecordToMakerNote(file.get(), 0, &list), 1);
-  ASSERT_EQ(document->pending.size(), list.size());
-  auto expected = list.begin();
-  for (const PendingEdit& edit : document->pending) {
-    EXPECT_EQ(edit.op, uint32_t(PendingSet));
-    EXPECT_EQ(edit.kind, 65536u + 257u);
-    EXPECT_EQ(edit.tag, expected->tag);
-    EXPECT_EQ(edit.type, expected->type);
-    EXPECT_EQ(edit.value, EntryBytes(*expected));
-    ++expected;
-  }
+  ExpectQueued(document.get(), list, 65536u + 257u);
 }
 
 // The lens line of a note made from the frame's entries.
@@ -165,7 +150,6 @@ std::string LensLine(const TagList& list, bool withNote = true) {
 TEST_F(ShootingToMakerNote, LensTextOfTheNikonNote) {
   EXPECT_EQ(LensLine(Convert({{kFocal, "38(24-120)"}, {kMaxAperture, "F3.5-F5.6"}})), "24-120mm F3.5-5.6");
   EXPECT_EQ(LensLine(Convert({{kFocal, "35"}, {kMaxAperture, "F1.8"}})), "35mm F1.8");
-  EXPECT_EQ(LensLine(Convert({{kFocal, "50"}, {kMaxAperture, "F4"}})), "50mm F4");
   EXPECT_EQ(LensLine(Convert({{kMaxAperture, ""}})), "(none)");
   EXPECT_EQ(LensLine(Convert({}), false), "(none)");
 }
