@@ -117,7 +117,7 @@ TEST(CliSetRefusals, TagsTheProgramMaintainsAreRefusedAndNikonTagsAreWritten) {
   testsupport::ScratchDir scratch;
   const fs::path file = WritableCopy(scratch, "makers/nikon/exiftool_NikonD70.jpg");
   const auto before = testsupport::ReadBytes(file);
-  for (const std::string& edit : {"--ifd 257 --tag 17 --type LONG --value 5", "--ifd 258 --tag 513 --type LONG --value 1",
+  for (const char* edit : {"--ifd 257 --tag 17 --type LONG --value 5", "--ifd 258 --tag 513 --type LONG --value 1",
                                   "--ifd exif --tag 37500 --type UNDEFINED --value 00",
                                   "--ifd 0th --tag 34665 --type LONG --value 8"}) {
     const CliRun run = RunCli("set " + ShellQuote(file.string()) + " " + edit);
