@@ -81,6 +81,10 @@ bool IsDocumentGroup(const std::string& group) {
 // The one difference that is neither the edit nor a recorded move: a value lying outside the
 // note's declared size cannot be carried with it.
 constexpr const char* kValueOutsideNote = "exiv2_exiv2-bug876.jpg";  // Canon 0x4027, 12 bytes past the end
+// A note whose pointers already missed its own values before any save (ExifTool: "Possibly
+// incorrect maker notes offsets (fix by -76?)"): the peers read the bytes around the note, which
+// a rebuild lays out anew. The note's own bytes and place are kept, as checked below.
+constexpr const char* kPointersAlreadyWrong = "exifpy_Konica_Minolta_DiMAGE_Z3.jpg";
 
 // A note carried as bytes that moved: its pointers still say the old place and tag 59933 says
 // how far it went; a peer that ignores that tag reads the note's own values wrongly.
@@ -99,7 +103,8 @@ void ExpectSameReading(const PeerReading& before, const PeerReading& after, cons
   for (const auto& [key, value] : after) keys.insert(key);
   for (const std::string& key : keys) {
     if (IsPlacement(key) || key.find(editedKey) != std::string::npos) continue;
-    if (!IsDocumentGroup(GroupOf(key)) && (move.recorded || file == kValueOutsideNote)) continue;
+    if (!IsDocumentGroup(GroupOf(key)) && (move.recorded || file == kValueOutsideNote || file == kPointersAlreadyWrong))
+      continue;
     if (!IsDocumentGroup(GroupOf(key)) && move.keptOldOrder) continue;
     const auto was = before.find(key);
     const auto now = after.find(key);
@@ -114,10 +119,12 @@ PromptAnswer KeepTheNote(void*, const PromptQuestion& question) {
   return question.buttons == PromptButtonsYesNoCancel ? PromptAnswerNo : PromptAnswerOk;
 }
 
+// Every JPEG of the corpus: the eight makers, the other makers' notes, the codec images.
 std::vector<fs::path> MakerFiles() {
   std::vector<fs::path> files;
-  for (const char* folder : {"nikon", "canon", "pentax", "sony", "fujifilm", "panasonic", "casio", "olympus"})
-    for (const fs::path& file : testsupport::FilesUnder(testsupport::SharedSub("corpus/makers") / folder)) {
+  for (const char* folder : {"makers/nikon", "makers/canon", "makers/pentax", "makers/sony", "makers/fujifilm",
+                             "makers/panasonic", "makers/casio", "makers/olympus", "makers/other", "jpeg"})
+    for (const fs::path& file : testsupport::FilesUnder(testsupport::SharedSub("corpus") / folder)) {
       const std::string extension = file.extension().string();
       if (extension == ".jpg" || extension == ".JPG" || extension == ".THM") files.push_back(file);
     }
@@ -149,7 +156,12 @@ void SaveAndCompare(Edit edit) {
   for (const fs::path& source : MakerFiles()) {
     const std::string name = source.filename().string();
     ExifDocumentPtr document = frameworktest::ReadDocument(source);
-    ASSERT_TRUE(document) << name;
+    if (!document) {
+      // Only a file whose first APP1 is not Exif is not read; it has nothing to save.
+      ExifDocumentPtr none;
+      EXPECT_EQ(ExifCheckFile(source.string(), none), uint32_t(StatusNoExif)) << name;
+      continue;
+    }
     const fs::path written = scratch / name;
     SaveLayout layout;
     layout.bigEndian = document->bigEndian;
