@@ -335,6 +335,13 @@ TEST(NikonBadInput, NoteThatFailsToParseStaysOpenAndIsNotRebuilt) {
   const fs::path saved = scratch / "saved.jpg";
   EXPECT_EQ(ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, 0), SaveFailed);
   EXPECT_FALSE(fs::exists(saved));
+  // Nor is the Exif around it rewritten: an edit of a plain tag refuses too.
+  ErrorClear();
+  const char artist[] = "someone whose name is long enough to move the note";
+  ASSERT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist), 1);
+  EXPECT_EQ(ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, 1), SaveFailed);
+  EXPECT_EQ(ErrorPop(), uint32_t(ErrMakerNoteParse));
+  EXPECT_FALSE(fs::exists(saved));
   ErrorClear();
 }
 
