@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "tests/cli/cli_runner.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -16,30 +17,13 @@ using testsupport::RunCommand;
 using testsupport::SharedSub;
 using testsupport::ShellQuote;
 
-struct CliRun {
-  int status = 0;
-  std::string out;
-  std::string err;
-};
-
-CliRun RunCli(const std::string& arguments) {
-  testsupport::ScratchDir scratch;
-  const fs::path errFile = scratch / "stderr.txt";
-  CliRun run;
-  run.out = RunCommand(ShellQuote(TAVEXON_CLI_PATH) + " " + arguments + " </dev/null 2>" + ShellQuote(errFile.string()),
-                       &run.status);
-  const auto err = testsupport::ReadBytes(errFile);
-  run.err.assign(err.begin(), err.end());
-  return run;
-}
+using clitest::CliRun;
+using clitest::RunCli;
 
 std::string Corpus(const std::string& file) { return (SharedSub("corpus") / file).string(); }
 
 fs::path WritableCopy(const testsupport::ScratchDir& scratch, const std::string& file) {
-  const fs::path copy = scratch / fs::path(file).filename();
-  fs::copy_file(Corpus(file), copy);
-  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
-  return copy;
+  return clitest::CorpusCopy(scratch, file);
 }
 
 const nlohmann::json* FindTag(const nlohmann::json& file, const std::string& kind, int tag) {

@@ -6,26 +6,20 @@
 #include <string>
 #include <vector>
 
+#include "tests/cli/cli_runner.h"
 #include "tests/support/test_support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct CliRun {
-  int status = 0;
-  std::string output;  // standard output and standard error together
-};
+using clitest::CliRun;
 
 CliRun RunCli(const testsupport::ScratchDir& scratch, const std::string& arguments) {
-  CliRun run;
-  const std::string command = "TAVEXON_INI=" + testsupport::ShellQuote((scratch / "tvx1App.ini").string()) + " " +
-                              testsupport::ShellQuote(TAVEXON_CLI_PATH) + " " + arguments + " </dev/null 2>&1";
-  run.output = testsupport::RunCommand(command, &run.status);
-  return run;
+  return clitest::RunCli(arguments, scratch / "tvx1App.ini");
 }
 
-std::string Quoted(const fs::path& path) { return testsupport::ShellQuote(path.string()); }
+using clitest::Quoted;
 
 fs::path ThreeFrames() { return testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film022-3frames.txt"; }
 

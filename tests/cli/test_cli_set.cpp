@@ -5,33 +5,20 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/cli/cli_runner.h"
 #include "tests/support/test_support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct CliRun {
-  int status = 0;
-  std::string output;  // standard output and standard error together
-};
+using clitest::CliRun;
+using clitest::Quoted;
+using clitest::RunCli;
 
-// Runs the program with stdin from /dev/null, as a script would.
-CliRun RunCli(const std::string& arguments) {
-  CliRun run;
-  const std::string command = testsupport::ShellQuote(TAVEXON_CLI_PATH) + " " + arguments + " </dev/null 2>&1";
-  run.output = testsupport::RunCommand(command, &run.status);
-  return run;
+fs::path CopyOf(const testsupport::ScratchDir& scratch, const std::string& makersFile) {
+  return clitest::CorpusCopy(scratch, "makers/" + makersFile);
 }
-
-fs::path CopyOf(const testsupport::ScratchDir& scratch, const std::string& corpusFile) {
-  const fs::path copy = scratch / fs::path(corpusFile).filename();
-  fs::copy_file(testsupport::SharedSub("corpus/makers") / corpusFile, copy);
-  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
-  return copy;
-}
-
-std::string Quoted(const fs::path& path) { return testsupport::ShellQuote(path.string()); }
 
 std::string ExiftoolTag(const fs::path& file, const std::string& tag) {
   return testsupport::RunCommand("exiftool -s3 -n -" + tag + " " + Quoted(file));
