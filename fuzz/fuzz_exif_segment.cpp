@@ -8,15 +8,14 @@
 #include "exif/exif_reader.h"
 #include "exif/value_format.h"
 #include "frame/error_stack.h"
-#include "makernote/makernote_install.h"
+#include "fuzz/fuzz_input.h"
+#include "shooting/engine_install.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool installed = (MakerNoteInstall(), true);
+  static const bool installed = (EngineInstall(), true);
   (void)installed;
   if (size > 0xFFFFFF) return 0;
-  // Most seeds are whole files: give the reader their Exif payload when they carry one.
-  std::vector<uint8_t> payload(data, data + size);
-  if (size > 6 && !(data[0] == 'E' && data[1] == 'x')) payload.insert(payload.begin(), {'E', 'x', 'i', 'f', 0, 0});
+  const std::vector<uint8_t> payload = FuzzPayload(data, size);
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckSegment(payload.data(), uint32_t(payload.size()), document);
   if (document && !(status & StatusParseFailed)) {
