@@ -88,7 +88,7 @@ int RunDryRun(const EmbedOptions& options, uint32_t dataType) {
     return CliFailure;
   }
   std::unique_ptr<FileList> list = FileListCreate();
-  const int files = EmbedListJpegs(EmbedJpegSpec(options.jpegs), *list);
+  const int files = EmbedListJpegs(EmbedJpegPattern(options.jpegs), *list);
   if (files <= 0) {
     CliReportFailure(options.jpegs, 0, 74);
     return CliFailure;

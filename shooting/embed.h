@@ -90,9 +90,9 @@ int EmbedSingle(const std::string& maker, const std::string& camera, const std::
 
 // The JPEG list of a path as the run button makes it: one trailing separator removed, and a
 // folder turned into the pattern of its ".jpg" files.
-std::string EmbedJpegSpec(const std::string& jpegPath);
+std::string EmbedJpegPattern(const std::string& jpegPath);
 
-// Lists the files of a JPEG spec into list, sorted as a folder scan sorts. Returns the count.
+// Lists the files of a JPEG pattern into list, sorted as a folder scan sorts. Returns the count.
 int EmbedListJpegs(const std::string& jpegSpec, FileList& list);
 
 // The embed window's inputs at the run button. Texts are CP932; dataType -1 means none chosen.

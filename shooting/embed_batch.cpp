@@ -57,7 +57,7 @@ void StoreHistory(const char* section, const std::string& text) {
 
 }  // namespace
 
-std::string EmbedJpegSpec(const std::string& jpegPath) {
+std::string EmbedJpegPattern(const std::string& jpegPath) {
   std::string path = jpegPath;
   if (path.size() > 1 && (path.back() == '/' || path.back() == '\\')) path.pop_back();
   if (PathIsFolder(path)) return PathJoin(path, "*.jpg");
@@ -145,7 +145,7 @@ int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
   }
   const uint32_t dataType = request.dataType < 0 ? 0 : uint32_t(request.dataType);
   const int done = EmbedBatch(request.maker, request.camera, request.film, request.dataFilePath, dataType,
-                              EmbedJpegSpec(request.jpegPath), progress,
+                              EmbedJpegPattern(request.jpegPath), progress,
                               EmbedFlagsOf(request.privateTags, request.keepSoftware));
   if (done == 1)
     ShowMessage(progress, kMessageDone, MessageText(kMessageDone), kTitleProduct);

@@ -105,7 +105,7 @@ class Embed : public ::testing::Test {
   }
 
   int Batch(const fs::path& dataFile, uint32_t dataType, EmbedFlags flags, const std::string& film = "") {
-    return EmbedBatch("Nikon", "F6", film, dataFile.string(), dataType, EmbedJpegSpec(roll_.string()), &progress_,
+    return EmbedBatch("Nikon", "F6", film, dataFile.string(), dataType, EmbedJpegPattern(roll_.string()), &progress_,
                       flags);
   }
 
@@ -229,7 +229,7 @@ TEST_F(Embed, RefusalsBeforeAnyFileChanges) {
   EXPECT_EQ(shown_.ids, std::vector<uint32_t>{73});
 
   shown_ = {};
-  EXPECT_EQ(EmbedBatch("", "", "", RealRoll().string(), 0, EmbedJpegSpec(scratch_.path().string()), &progress_,
+  EXPECT_EQ(EmbedBatch("", "", "", RealRoll().string(), 0, EmbedJpegPattern(scratch_.path().string()), &progress_,
                        EmbedMakerNote),
             0)
       << "a folder without JPEGs";
