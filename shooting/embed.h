@@ -76,11 +76,11 @@ int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, 
 int EmbedAll(const EmbedProgress* progress, EmbedFlags flags);
 
 // The whole run: reads the data file as dataType (message 73 when it does not parse), lists the
-// files of jpegSpec (a file, or a pattern such as "folder/*.jpg"; message 74 when there are
+// files of jpegPattern (a file, or a pattern such as "folder/*.jpg"; message 74 when there are
 // none), refuses a count mismatch (message 75, frames first) before any file is touched, then
 // EmbedAll. The data file and list are released at the end.
 int EmbedBatch(const std::string& maker, const std::string& camera, const std::string& film,
-               const std::string& dataFilePath, uint32_t dataType, const std::string& jpegSpec,
+               const std::string& dataFilePath, uint32_t dataType, const std::string& jpegPattern,
                const EmbedProgress* progress, EmbedFlags flags);
 
 // One frame into one file, for the one-frame dialog: fills the job and calls EmbedOne.
@@ -93,7 +93,7 @@ int EmbedSingle(const std::string& maker, const std::string& camera, const std::
 std::string EmbedJpegPattern(const std::string& jpegPath);
 
 // Lists the files of a JPEG pattern into list, sorted as a folder scan sorts. Returns the count.
-int EmbedListJpegs(const std::string& jpegSpec, FileList& list);
+int EmbedListJpegs(const std::string& jpegPattern, FileList& list);
 
 // The embed window's inputs at the run button. Texts are CP932; dataType -1 means none chosen.
 struct EmbedRequest {

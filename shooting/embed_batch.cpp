@@ -64,8 +64,8 @@ std::string EmbedJpegPattern(const std::string& jpegPath) {
   return path;
 }
 
-int EmbedListJpegs(const std::string& jpegSpec, FileList& list) {
-  const int found = FileListScanPattern(list, jpegSpec, kFileListFiles);
+int EmbedListJpegs(const std::string& jpegPattern, FileList& list) {
+  const int found = FileListScanPattern(list, jpegPattern, kFileListFiles);
   return found > 0 ? FileListFileCount(list) : 0;
 }
 
@@ -91,7 +91,7 @@ int EmbedAll(const EmbedProgress* progress, EmbedFlags flags) {
 }
 
 int EmbedBatch(const std::string& maker, const std::string& camera, const std::string& film,
-               const std::string& dataFilePath, uint32_t dataType, const std::string& jpegSpec,
+               const std::string& dataFilePath, uint32_t dataType, const std::string& jpegPattern,
                const EmbedProgress* progress, EmbedFlags flags) {
   EmbedJob& job = EmbedJobState();
   BatchRelease release;
@@ -111,7 +111,7 @@ int EmbedBatch(const std::string& maker, const std::string& camera, const std::s
     return 0;
   }
   job.jpegFiles = FileListCreate();
-  const int files = EmbedListJpegs(jpegSpec, *job.jpegFiles);
+  const int files = EmbedListJpegs(jpegPattern, *job.jpegFiles);
   if (files <= 0) {
     ErrorPush(ErrFileOpen);
     ShowError(progress, kMessageNoJpegs);
