@@ -22,17 +22,6 @@ int Store(uint32_t* rational, uint64_t numerator, uint64_t denominator) {
   return 1;
 }
 
-// 10 to the number of decimal digits of value minus one: the truncated common logarithm,
-// counted in integers so that 1000 is exactly 3.
-uint32_t TruncatedLog10(uint32_t value) {
-  uint32_t digits = 0;
-  while (value >= 10) {
-    value /= 10;
-    ++digits;
-  }
-  return digits;
-}
-
 int DecodeAperture(uint32_t* rational) {
   const double av = double(rational[0]) / double(rational[1]);
   const double hundredths = std::floor(std::pow(2.0, av / 2.0) * 100.0);
@@ -106,4 +95,13 @@ int ApexEncode(uint32_t mode, uint32_t* rational) {
     scale /= 10;
   }
   return Store(rational, uint64_t(uint32_t(int32_t(top))), uint64_t(scale));
+}
+
+uint32_t TruncatedLog10(uint64_t value) {
+  uint32_t digits = 0;
+  while (value >= 10) {
+    value /= 10;
+    ++digits;
+  }
+  return digits;
 }

@@ -21,3 +21,7 @@ int ApexDecode(uint32_t mode, uint32_t* rational);
 // Seconds or F-number to an APEX value over a power of ten. Returns 1, or 0 with 0/0 as above
 // (a numerator of 0 has no logarithm).
 int ApexEncode(uint32_t mode, uint32_t* rational);
+
+// The number of decimal digits of value minus one: the truncated common logarithm, counted in
+// integers so that 1000 is exactly 3. The value texts use it to choose their decimals.
+uint32_t TruncatedLog10(uint64_t value);

@@ -40,17 +40,6 @@ int TagEntryMake(const ExifContext* context, uint16_t tag, uint16_t type, uint32
   return 1;
 }
 
-// Appends a finished entry.
-int TagListPush(TagList* tags, TagEntry&& entry) {
-  try {
-    tags->push_back(std::move(entry));
-  } catch (const std::bad_alloc&) {
-    ErrorPush(ErrListStore);
-    return 0;
-  }
-  return 1;
-}
-
 }  // namespace
 
 int TagListPut(const ExifContext* context, TagList* tags, uint16_t tag, uint16_t type, uint32_t count,
@@ -59,14 +48,12 @@ int TagListPut(const ExifContext* context, TagList* tags, uint16_t tag, uint16_t
     ErrorPush(ErrInvalidArgument);
     return 0;
   }
+  auto it = std::find_if(tags->begin(), tags->end(), [&](const TagEntry& e) { return e.tag == tag; });
+  if (it == tags->end()) return TagListAppend(context, tags, tag, type, count, sourceWord, value);
   TagEntry entry;
   if (!TagEntryMake(context, tag, type, count, sourceWord, value, &entry)) return 0;
-  auto it = std::find_if(tags->begin(), tags->end(), [&](const TagEntry& e) { return e.tag == tag; });
-  if (it != tags->end()) {
-    *it = std::move(entry);
-    return 1;
-  }
-  return TagListPush(tags, std::move(entry));
+  *it = std::move(entry);
+  return 1;
 }
 
 int TagListAppend(const ExifContext* context, TagList* tags, uint16_t tag, uint16_t type, uint32_t count,
@@ -77,7 +64,13 @@ int TagListAppend(const ExifContext* context, TagList* tags, uint16_t tag, uint1
   }
   TagEntry entry;
   if (!TagEntryMake(context, tag, type, count, sourceWord, value, &entry)) return 0;
-  return TagListPush(tags, std::move(entry));
+  try {
+    tags->push_back(std::move(entry));
+  } catch (const std::bad_alloc&) {
+    ErrorPush(ErrListStore);
+    return 0;
+  }
+  return 1;
 }
 
 int TagListRemove(TagList* tags, uint16_t tag) {

@@ -98,15 +98,6 @@ struct Output {
 
 void PutSystemText(Output& out, const char* utf8) { out.PutCut(Cp932Text(utf8)); }
 
-uint32_t TruncatedLog10(uint64_t value) {
-  uint32_t digits = 0;
-  while (value >= 10) {
-    value /= 10;
-    ++digits;
-  }
-  return digits;
-}
-
 bool IsByteType(uint32_t type) { return type == TypeByte || type == TypeSignedByte || type == TypeUndefined; }
 bool IsWordType(uint32_t type) { return type == TypeShort || type == TypeLong; }
 bool IsRationalType(uint32_t type) { return type == TypeRational || type == TypeSRational; }
