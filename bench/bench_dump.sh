@@ -3,12 +3,9 @@
 # each over all files in one process.
 #   bench/bench_dump.sh [all|nikon]   (all: every corpus JPEG; nikon: the Nikon files only)
 set -euo pipefail
-cd "$(dirname "$0")/.."
 set_name=${1:-all}
-shared=${TAVEXON_SHARED:-$(cd .. && pwd)/shared}
-cli=${TAVEXON_CLI:-build/release/cli/tavexon-cli}
-[ -x "$cli" ] || bash scripts/build.sh release >/dev/null
-command -v hyperfine >/dev/null || apt-get install -y -qq hyperfine >/dev/null
+source "$(dirname "$0")/bench_common.sh"
+cd "$root"
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

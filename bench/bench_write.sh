@@ -8,15 +8,7 @@
 # BENCH_OUT (a markdown table of the results).
 set -euo pipefail
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-shared=${TAVEXON_SHARED:-$root/../shared}
-cli=${TAVEXON_CLI:-$root/build/release/cli/tavexon-cli}
-if [ ! -x "$cli" ]; then
-  cmake -S "$root" -B "$root/build/release" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTAVEXON_TESTS=OFF \
-    -DTAVEXON_BENCH=OFF >/dev/null
-  cmake --build "$root/build/release" --target tavexon-cli -j2
-fi
-command -v hyperfine >/dev/null || apt-get install -y -qq hyperfine >/dev/null
+source "$(dirname "$0")/bench_common.sh"
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

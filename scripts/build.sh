@@ -5,7 +5,7 @@ cd "$(dirname "$0")/.."
 flavour=${1:-release}
 jobs=$(nproc)
 case "$flavour" in
-  release) cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null ;;
+  release) cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVEXON_TESTS=ON -DTAVEXON_BENCH=ON >/dev/null ;;
   asan)    cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTAVEXON_SANITIZE=ON -DTAVEXON_BENCH=OFF >/dev/null ;;
   fuzz)    cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVEXON_FUZZ=ON \
                  -DCMAKE_CXX_COMPILER=clang++ >/dev/null ;;
