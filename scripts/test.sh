@@ -8,6 +8,9 @@ bash scripts/setup.sh
 export TAVEXON_SHARED=${TAVEXON_SHARED:-$(cd .. && pwd)/shared}
 status=0
 
+echo "== layers"
+bash scripts/check_layers.sh || status=1
+
 echo "== release build and tests"
 bash scripts/build.sh release
 ctest --test-dir build/release --output-on-failure -j "$(nproc)" || status=1
