@@ -4,7 +4,7 @@
 # times quicker), and import of 2,000 rows (a new caption each) against `exiftool -csv=FILE`.
 #
 # Usage: bench/bench_csv.sh            (builds build/release when the program is missing)
-# Environment: TAVEXON_SHARED, TAVEXON_CLI, RUNS (default 3), BENCH_OUT (markdown tables, .export/.import).
+# Environment: TAVEXON_SHARED, TAVEXON_CLI, RUNS (default 3), PART (all, or import alone), BENCH_OUT (markdown tables, .export/.import).
 set -euo pipefail
 source "$(dirname "$0")/bench_common.sh"
 
@@ -33,10 +33,10 @@ theirs="$theirs -ExifIFD:FNumber -ExifIFD:ISO -ExifIFD:DateTimeOriginal -ExifIFD
 theirs="$theirs -ExifIFD:FocalLength -ExifIFD:ExifImageWidth"
 export TAVEXON_INI=$work/tvx1App.ini
 
-hyperfine --warmup 0 --runs "${RUNS:-3}" ${BENCH_OUT:+--export-markdown "$BENCH_OUT.export"} \
+[ "${PART:-all}" = import ] || hyperfine --warmup 0 --runs "${RUNS:-3}" ${BENCH_OUT:+--export-markdown "$BENCH_OUT.export"} \
   -n "tavexon csv-export" "'$cli' csv-export '$work/pristine' -o '$work/ours.csv' --tags $ours >/dev/null" \
   -n "exiftool -csv" "exiftool -q -n -csv $theirs '$work/pristine' >'$work/theirs.csv'" 2>&1 | grep -v '^ *$'
-echo "rows: tavexon $(($(wc -l <"$work/ours.csv") - 2)), exiftool $(($(wc -l <"$work/theirs.csv") - 1))"
+[ "${PART:-all}" = import ] || echo "rows: tavexon $(($(wc -l <"$work/ours.csv") - 2)), exiftool $(($(wc -l <"$work/theirs.csv") - 1))"
 
 # Import: every row gets a new caption. Each run starts from fresh copies (not timed).
 "$cli" csv-export "$work/pristine" -o "$work/caption.csv" --tags 0th:ImageDescription >/dev/null
