@@ -49,11 +49,11 @@ with open(sys.argv[2], 'w', encoding='cp932', newline='') as ours, open(sys.argv
     for i, row in enumerate(rows):
         if i >= 2:
             row[1] = 'caption %d' % i
-            t.writerow([row[0].replace('/pristine/', '/work/'), row[1]])
+            t.writerow([row[0].replace('/pristine/', '/copies/'), row[1]])
         w.writerow(row)
 PY
-sed -i "s|/pristine/|/work/|" "$work/edit.csv"
+sed -i "s|/pristine/|/copies/|" "$work/edit.csv"
 hyperfine --warmup 0 --runs "${RUNS:-3}" --ignore-failure ${BENCH_OUT:+--export-markdown "$BENCH_OUT.import"} \
-  --prepare "rm -rf '$work/work' && cp -r '$work/pristine' '$work/work'" \
+  --prepare "rm -rf '$work/copies' && cp -r '$work/pristine' '$work/copies'" \
   -n "tavexon csv-import" "'$cli' csv-import '$work/edit.csv' --overwrite --makernote keep >/dev/null" \
-  -n "exiftool -csv=FILE" "exiftool -q -overwrite_original -csv='$work/exiftool.csv' '$work/work'" 2>&1 | grep -v '^ *$'
+  -n "exiftool -csv=FILE" "exiftool -q -overwrite_original -csv='$work/exiftool.csv' '$work/copies'" 2>&1 | grep -v '^ *$'
