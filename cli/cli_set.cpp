@@ -19,6 +19,7 @@
 #include "frame/error_stack.h"
 #include "frame/prompt.h"
 #include "makernote/makernote_save.h"
+#include "makernote/makernote_verify.h"
 
 namespace {
 
@@ -151,6 +152,7 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
   const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, 1, layout);
   if (result == SaveWritten) return CliSuccess;
   if (result == SaveFailed) CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
+  if (!ExifSaveRefusal().empty()) std::fprintf(stderr, "%s: not saved: %s\n", destination.c_str(), ExifSaveRefusal().c_str());
   return CliFailure;
 }
 
