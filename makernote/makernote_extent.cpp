@@ -206,6 +206,8 @@ int MakerNoteWalkPayload(const uint8_t* payload, uint32_t size, uint32_t offset,
   int64_t tableAt = 0;
   const bool readable = layout != nullptr ? ReaderForLayout(*layout, noteAt, bias, &reader, &tableAt)
                                           : ReaderGuessed(noteAt, count, bias, &reader, &tableAt);
+  walk->exifOrder = readable && (layout != nullptr ? layout->orderAt == kExifOrder
+                                                   : reader.bigEndian == (payload[kHeaderSize] == 'M' ? 1u : 0u));
   if (layout != nullptr)
     for (uint16_t tag : layout->pointers)
       if (tag != 0) walk->pointerTags.push_back(tag);

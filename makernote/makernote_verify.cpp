@@ -178,6 +178,10 @@ int CompareNotes(ExifDocument* document, ExifDocument* before, ExifDocument* aft
   MakerNoteWalk old, now;
   WalkNote(before, document->raw.data(), document->rawSize, &old);
   WalkNote(after, bytes, size, &now);
+  // A note with no byte order of its own is read in the Exif's: carried into the other order,
+  // every reader would misread it.
+  if (old.exifOrder && !now.exifOrder && !old.tables.empty())
+    return Refuse(ErrMakerNoteBuild, "Exif IFD", TagMakerNote, "would be read in the other byte order");
   std::set<uint16_t> skipped;
   if (!SameEntry(was, is)) {
     // The note was rebuilt by its handler: what the user edited and the handler's own pointers
