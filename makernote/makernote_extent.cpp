@@ -206,8 +206,14 @@ int MakerNoteWalkPayload(const uint8_t* payload, uint32_t size, uint32_t offset,
   int64_t tableAt = 0;
   const bool readable = layout != nullptr ? ReaderForLayout(*layout, noteAt, bias, &reader, &tableAt)
                                           : ReaderGuessed(noteAt, count, bias, &reader, &tableAt);
-  walk->exifOrder = readable && (layout != nullptr ? layout->orderAt == kExifOrder
-                                                   : reader.bigEndian == (payload[kHeaderSize] == 'M' ? 1u : 0u));
+  // Some notes of a family that follows the Exif's order are written in the other one (Casio's
+  // "QVC" notes are big-endian in little-endian files): the order whose directory reads is taken.
+  if (readable && layout != nullptr && layout->orderAt == kExifOrder && !DirectoryPlausible(reader, tableAt, true)) {
+    reader.bigEndian ^= 1u;
+    if (!DirectoryPlausible(reader, tableAt, true)) reader.bigEndian ^= 1u;
+  }
+  walk->exifOrder = readable && reader.bigEndian == (payload[kHeaderSize] == 'M' ? 1u : 0u) &&
+                    (layout == nullptr || layout->orderAt == kExifOrder);
   if (layout != nullptr)
     for (uint16_t tag : layout->pointers)
       if (tag != 0) walk->pointerTags.push_back(tag);

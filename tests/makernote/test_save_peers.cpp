@@ -63,7 +63,7 @@ bool IsPlacement(const std::string& key) {
       "ExifTag",         "GPSTag",       "InteroperabilityTag", "JPEGInterchangeFormat", "Offset", "ByteOrder",
       // A thumbnail that ran past its segment is written with the length the segment held; the
       // safety net compares the length of every other thumbnail.
-      "ThumbnailLength", "JPEGInterchangeFormatLength"};
+      "ThumbnailLength", "JPEGInterchangeFormatLength", "ThumbnailImage"};
   if (key == "SourceFile" || GroupOf(key) == "System") return true;
   const size_t first = key.find(':');
   const size_t second = key.find(':', first + 1);
