@@ -59,6 +59,12 @@ bool PendingTouches(const ExifDocument* document, uint32_t kind, uint16_t tag) {
   return false;
 }
 
+bool NoteDeleted(const ExifDocument* document) {
+  for (const PendingEdit& edit : document->pending)
+    if (edit.kind == IfdExif && edit.tag == TagMakerNote && edit.op == PendingDelete) return true;
+  return false;
+}
+
 // Tags that say where things stand; a rebuild rewrites them.
 bool Structural(uint32_t kind, uint16_t tag, bool hadThumbnail) {
   switch (kind) {
@@ -173,7 +179,9 @@ int CompareNotes(ExifDocument* document, ExifDocument* before, ExifDocument* aft
                  uint32_t size) {
   const TagEntry* was = ExifFindTag(before, IfdExif, TagMakerNote);
   const TagEntry* is = ExifFindTag(after, IfdExif, TagMakerNote);
-  if (was == nullptr || (PendingTouches(document, IfdExif, TagMakerNote) && is == nullptr)) return 1;
+  // A note the user deleted (or replaced by a new one, as the embedding of a roll does for a note
+  // of another maker, after telling the user) has nothing left to keep.
+  if (was == nullptr || NoteDeleted(document)) return 1;
   if (is == nullptr) return Refuse(ErrMakerNoteBuild, "Exif IFD", TagMakerNote, "would be lost");
   MakerNoteWalk old, now;
   WalkNote(before, document->raw.data(), document->rawSize, &old);
