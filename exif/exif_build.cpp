@@ -95,8 +95,8 @@ int LayoutIfd(const ExifContext* context, const IfdTable* table, uint32_t baseOf
   return 1;
 }
 
-int WriteIfd(const ExifContext* context, const IfdTable* table, uint8_t* bytes, uint32_t baseOffset,
-             uint32_t room, uint32_t* used, const KeptRanges& kept) {
+int WriteIfd(const ExifContext* context, const IfdTable* table, uint8_t* bytes, uint32_t baseOffset, uint32_t room,
+             uint32_t* used, const KeptRanges& kept) {
   if (table == nullptr || used == nullptr) return Fail(ErrInvalidArgument);
   if (table->tags.size() > 0xFFFF) return Fail(ErrPayloadTooLarge);
   std::vector<ValuePlace> places;
@@ -246,13 +246,13 @@ int RelocateMakerNote(ExifDocument* document, uint8_t* tiff, uint32_t tiffSize) 
 
 uint8_t ExifNextPadByte() { return uint8_t(kPadText[gPadCounter.fetch_add(1) % sizeof kPadText]); }
 
-int ExifWriteIfd(const ExifContext* context, const IfdTable* table, uint8_t* bytes, uint32_t baseOffset,
-                 uint32_t room, uint32_t* used) {
+int ExifWriteIfd(const ExifContext* context, const IfdTable* table, uint8_t* bytes, uint32_t baseOffset, uint32_t room,
+                 uint32_t* used) {
   return WriteIfd(context, table, bytes, baseOffset, room, used, KeptRanges{});
 }
 
-int ExifWriteIfdKeepMakerNote(const ExifContext* context, const IfdTable* table, uint8_t* bytes,
-                              uint32_t baseOffset, uint32_t room, uint32_t* used) {
+int ExifWriteIfdKeepMakerNote(const ExifContext* context, const IfdTable* table, uint8_t* bytes, uint32_t baseOffset,
+                              uint32_t room, uint32_t* used) {
   if (table == nullptr) return Fail(ErrInvalidArgument);
   // Only the note's declared bytes are known here; they stay where they are when they lie
   // behind the directory.

@@ -53,8 +53,8 @@ struct Reader {
   const uint8_t* tiff;  // the TIFF header
   uint64_t size;        // bytes from there to the payload's end
   uint32_t bigEndian;
-  int64_t valueBase;    // added to a value word to give its place from the TIFF header
-  int64_t noteFirst;    // the note's place, for the guessed layout's second reading
+  int64_t valueBase;  // added to a value word to give its place from the TIFF header
+  int64_t noteFirst;  // the note's place, for the guessed layout's second reading
   bool guessed;
   bool Holds(int64_t at, uint64_t length) const { return at >= 0 && uint64_t(at) <= size && length <= size - at; }
 };
@@ -122,8 +122,9 @@ void WalkDirectory(const Reader& reader, int64_t at, uint16_t parentTag, const N
     } else {
       entry.valid = false;
     }
-    const bool pointer = layout != nullptr && entry.tag != 0 &&
-                         std::find(layout->pointers.begin(), layout->pointers.end(), entry.tag) != layout->pointers.end();
+    const bool pointer =
+        layout != nullptr && entry.tag != 0 &&
+        std::find(layout->pointers.begin(), layout->pointers.end(), entry.tag) != layout->pointers.end();
     if (pointer && word != 0 && size <= 4) pending->push_back({entry.tag, reader.valueBase + int64_t(word)});
     if (reader.guessed && word != 0 && entry.count == 1 && (entry.type == TypeLong || entry.type == 13)) {
       // A note of unknown layout may point at sub-directories too: a single offset where a
@@ -164,9 +165,7 @@ bool ReaderForLayout(const NoteLayout& layout, int64_t noteAt, int32_t bias, Rea
     reader->bigEndian = 0;
   }
   const uint32_t start =
-      layout.tableStartAt >= 0 ? ExifReadU32(layout.base == Base::Embedded ? reader->bigEndian : 0,
-                                             note + layout.tableStartAt)
-                               : layout.tableStart;
+      layout.tableStartAt >= 0 ? ExifReadU32(reader->bigEndian, note + layout.tableStartAt) : layout.tableStart;
   reader->valueBase = layout.base == Base::Tiff ? bias : layout.base == Base::Note ? noteAt : noteAt + 10;
   *tableAt = (layout.base == Base::Embedded ? reader->valueBase : noteAt) + start;
   return true;

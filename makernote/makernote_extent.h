@@ -35,7 +35,7 @@ struct MakerNoteWalk {
   std::vector<MakerNoteWalkTable> tables;
   std::vector<ExifByteRange> ranges;
   std::vector<uint16_t> pointerTags;  // tags whose values are positions (sub-directories)
-  bool exifOrder = false;  // the tables were read in the Exif's byte order, having none of their own
+  bool exifOrder = false;             // the tables were read in the Exif's byte order, having none of their own
 };
 
 // Walks the note of tag 37500 (its place `offset` from the TIFF header, its declared `count`)

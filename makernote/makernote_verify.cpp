@@ -90,14 +90,17 @@ int CompareIfds(ExifDocument* document, const ExifDocument* before, const ExifDo
     for (const TagEntry& entry : old->tags) tags.insert(entry.tag);
     for (const TagEntry& entry : now->tags) tags.insert(entry.tag);
     for (uint16_t tag : tags) {
-      if (Structural(table.kind, tag, before->thumbnail != nullptr) || PendingTouches(document, table.kind, tag)) continue;
+      if (Structural(table.kind, tag, before->thumbnail != nullptr) || PendingTouches(document, table.kind, tag))
+        continue;
       const TagEntry* was = ExifFindInTable(old, tag);
       if (!SameEntry(was, ExifFindInTable(held, tag))) continue;  // changed in the tables directly
-      if (tag == TagMakerNote && noteRebuildable) continue;      // its tables are compared below
+      if (tag == TagMakerNote && noteRebuildable) continue;       // its tables are compared below
       const TagEntry* is = ExifFindInTable(now, tag);
       if (!SameEntry(was, is))
         return Refuse(ErrValueTooLarge, table.name, tag,
-                      was == nullptr ? "would be added" : is == nullptr ? "would be lost" : "would change");
+                      was == nullptr  ? "would be added"
+                      : is == nullptr ? "would be lost"
+                                      : "would change");
     }
   }
   return 1;
@@ -114,8 +117,10 @@ std::set<uint16_t> EditedNoteTags(ExifDocument* document, ExifDocument* before) 
     const IfdTable* held = ExifMakerNoteTable(document, number);
     const IfdTable* file = before->makerNote ? ExifMakerNoteTable(before, number) : nullptr;
     std::set<uint16_t> tags;
-    if (held) for (const TagEntry& entry : held->tags) tags.insert(entry.tag);
-    if (file) for (const TagEntry& entry : file->tags) tags.insert(entry.tag);
+    if (held)
+      for (const TagEntry& entry : held->tags) tags.insert(entry.tag);
+    if (file)
+      for (const TagEntry& entry : file->tags) tags.insert(entry.tag);
     for (uint16_t tag : tags)
       if (!SameEntry(held ? ExifFindInTable(held, tag) : nullptr, file ? ExifFindInTable(file, tag) : nullptr))
         edited.insert(tag);
@@ -168,7 +173,9 @@ int CompareNoteTables(const MakerNoteWalk& old, const MakerNoteWalk& now, const 
         const MakerNoteWalkEntry* b = FindNth(other, tag, nth);
         if (!SameWalkEntry(a, b))
           return Refuse(ErrMakerNoteBuild, "MakerNote", tag,
-                        a == nullptr ? "would be added" : b == nullptr ? "would be lost" : "would change");
+                        a == nullptr   ? "would be added"
+                        : b == nullptr ? "would be lost"
+                                       : "would change");
       }
     }
   }
