@@ -7,6 +7,7 @@
 
 #include "tests/cli/cli_runner.h"
 #include "tests/support/test_support.h"
+#include "tests/support/tiff_builder.h"
 
 namespace {
 
@@ -108,4 +109,15 @@ TEST(CliSet, RebuildAndByteOrderOptions) {
   EXPECT_EQ(run.status, 0) << run.output;
   EXPECT_EQ(ExiftoolTag(out, "ExifByteOrder"), "MM\n");
   EXPECT_EQ(ExiftoolTag(out, "Artist"), "x\n");
+  // A thumbnail 8 bytes past its segment is a warning (message 110); the rebuild keeps its bytes.
+  testsupport::TiffLayout overrun;
+  overrun.primary = {{271, 2, 5, testsupport::Text("ACME")}};
+  overrun.thumbnailBytes.assign(64, 0xFF);
+  std::vector<uint8_t> payload = testsupport::BuildExifPayload(overrun);
+  payload.resize(payload.size() - 8);
+  testsupport::WriteBytes(file, testsupport::BuildJpeg({{0xE1, payload}}));
+  CliRun warned = RunCli("set " + Quoted(file) + " --ifd 0th --tag 315 --type ASCII --value x --rebuild");
+  EXPECT_EQ(warned.status, 0) << warned.output;
+  EXPECT_NE(warned.output.find("warning 774: EXIF解析中(1st IFD)"), std::string::npos) << warned.output;
+  EXPECT_EQ(ExiftoolTag(file, "ThumbnailLength"), "56\n");
 }
