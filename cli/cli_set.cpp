@@ -154,9 +154,12 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
   ErrorClear();
   const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, 1, layout);
   if (result == SaveWritten) return CliSuccess;
-  if (result == SaveFailed) CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
-  if (!ExifSaveRefusal().empty())
-    std::fprintf(stderr, "%s: not saved: %s\n", destination.c_str(), ExifSaveRefusal().c_str());
+  // A refusal of the safety net says in the same line which tag would have changed.
+  if (result == SaveFailed && !ExifSaveRefusal().empty())
+    std::fprintf(stderr, "%s: error %u: %s: not saved: %s\n", destination.c_str(), ErrorPop(),
+                 CliMessage(kMessageSaveFailed).c_str(), ExifSaveRefusal().c_str());
+  else if (result == SaveFailed)
+    CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
   else if (result == SaveCancelled && options.makerNote == "keep")
     std::fprintf(stderr, "%s: not saved: the MakerNote cannot stay at its place and keep was asked\n",
                  destination.c_str());
