@@ -65,8 +65,16 @@ bool NoteDeleted(const ExifDocument* document) {
   return false;
 }
 
+// Whether the document still holds the file's own thumbnail: not replaced by the user, and not
+// one that ran past its segment (which a rebuild writes with the length the segment held).
+bool ThumbnailKept(const ExifDocument* document, const ExifDocument* before) {
+  return before->thumbnail != nullptr && document->thumbnail != nullptr &&
+         document->thumbnailSize == before->thumbnailSize &&
+         std::memcmp(document->thumbnail, before->thumbnail, before->thumbnailSize) == 0;
+}
+
 // Tags that say where things stand; a rebuild rewrites them.
-bool Structural(uint32_t kind, uint16_t tag, bool hadThumbnail) {
+bool Structural(uint32_t kind, uint16_t tag, bool thumbnailKept) {
   switch (kind) {
     case IfdPrimary:
       return tag == TagExifIfdPointer || tag == TagGpsIfdPointer;
@@ -74,7 +82,7 @@ bool Structural(uint32_t kind, uint16_t tag, bool hadThumbnail) {
       return tag == TagInteropIfdPointer || tag == TagOffsetSchema;
     case IfdThumbnail:
       // The length too when the file's thumbnail ran past its segment: it is written to match.
-      return tag == TagThumbnailOffset || (tag == TagThumbnailLength && !hadThumbnail);
+      return tag == TagThumbnailOffset || (tag == TagThumbnailLength && !thumbnailKept);
     default:
       return false;
   }
@@ -82,6 +90,11 @@ bool Structural(uint32_t kind, uint16_t tag, bool hadThumbnail) {
 
 int CompareIfds(ExifDocument* document, const ExifDocument* before, const ExifDocument* after) {
   const bool noteRebuildable = document->makerNote != nullptr;
+  const bool thumbnailKept = ThumbnailKept(document, before);
+  // The thumbnail's bytes are a value of the 1st IFD too, though no entry holds them.
+  if (thumbnailKept && (after->thumbnail == nullptr || after->thumbnailSize != before->thumbnailSize ||
+                        std::memcmp(after->thumbnail, before->thumbnail, before->thumbnailSize) != 0))
+    return Refuse(ErrValueTooLarge, "1st IFD", TagThumbnailOffset, "would change (the thumbnail's bytes)");
   for (const TableName& table : kTables) {
     const IfdTable* old = ExifIfdTable(before, table.kind);
     const IfdTable* now = ExifIfdTable(after, table.kind);
@@ -90,8 +103,7 @@ int CompareIfds(ExifDocument* document, const ExifDocument* before, const ExifDo
     for (const TagEntry& entry : old->tags) tags.insert(entry.tag);
     for (const TagEntry& entry : now->tags) tags.insert(entry.tag);
     for (uint16_t tag : tags) {
-      if (Structural(table.kind, tag, before->thumbnail != nullptr) || PendingTouches(document, table.kind, tag))
-        continue;
+      if (Structural(table.kind, tag, thumbnailKept) || PendingTouches(document, table.kind, tag)) continue;
       const TagEntry* was = ExifFindInTable(old, tag);
       if (!SameEntry(was, ExifFindInTable(held, tag))) continue;  // changed in the tables directly
       if (tag == TagMakerNote && noteRebuildable) continue;       // its tables are compared below
