@@ -19,6 +19,7 @@
 #include "frame/error_stack.h"
 #include "frame/prompt.h"
 #include "makernote/makernote_save.h"
+#include "makernote/makernote_verify.h"
 
 namespace {
 
@@ -44,12 +45,14 @@ struct EditOptions {
   bool rebuild = false;
 };
 
-// The answers --makernote gives: rebuild is yes to message 103, keep is no; to message 1,
-// which offers only ok and cancel, both rebuild and keep carry on (the note's move recorded).
+// The answers --makernote gives: rebuild is yes to message 103, keep is no. Message 1 offers
+// only ok and cancel: rebuild carries on (the note's move recorded in tag 59933); keep means the
+// note stays where it is, so a note that cannot stay is not moved and the save stops. Only with
+// another byte order ("keep-reorder") does keep answer ok, to the question of the note's order.
 PromptAnswer AnswerFromOption(const std::string& choice, const PromptQuestion& question) {
   if (question.buttons == PromptButtonsOk) return PromptAnswerOk;
   if (choice == "cancel") return PromptAnswerCancel;
-  if (question.buttons == PromptButtonsOkCancel) return PromptAnswerOk;
+  if (question.buttons == PromptButtonsOkCancel) return choice == "keep" ? PromptAnswerCancel : PromptAnswerOk;
   return choice == "rebuild" ? PromptAnswerYes : PromptAnswerNo;
 }
 
@@ -141,16 +144,25 @@ uint32_t EditRefusal(ExifDocument* document, uint32_t kind, uint16_t tag) {
 }
 
 int SaveEdited(const EditOptions& options, ExifDocument* document) {
-  std::string choice = options.makerNote;
-  Prompt prompt{CliAsk, &choice};
   SaveLayout layout;
   layout.bigEndian = options.byteOrder.empty() ? document->bigEndian : options.byteOrder == "MM" ? 1 : 0;
+  std::string choice = options.makerNote;
+  if (choice == "keep" && layout.bigEndian != document->bigEndian) choice = "keep-reorder";
+  Prompt prompt{CliAsk, &choice};
   layout.commitMode = options.rebuild ? 2 : 1;
   const std::string destination = options.out.empty() ? options.file : options.out;
   ErrorClear();
   const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, 1, layout);
   if (result == SaveWritten) return CliSuccess;
-  if (result == SaveFailed) CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
+  // A refusal of the safety net says in the same line which tag would have changed.
+  if (result == SaveFailed && !ExifSaveRefusal().empty())
+    std::fprintf(stderr, "%s: error %u: %s: not saved: %s\n", destination.c_str(), ErrorPop(),
+                 CliMessage(kMessageSaveFailed).c_str(), ExifSaveRefusal().c_str());
+  else if (result == SaveFailed)
+    CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
+  else if (result == SaveCancelled && options.makerNote == "keep")
+    std::fprintf(stderr, "%s: not saved: the MakerNote cannot stay at its place and keep was asked\n",
+                 destination.c_str());
   return CliFailure;
 }
 
@@ -170,6 +182,11 @@ int RunEdit(const EditOptions& options, bool isSet) {
   }
   ExifDocumentPtr document;
   if (!ReadDocument(options.file, document)) return CliFailure;
+  // A thumbnail that runs past its segment is read as none; the save keeps what the segment holds.
+  if (ErrorPeek() == ErrThumbnail) {
+    ErrorPop();
+    std::fprintf(stderr, "%s: warning %u: %s\n", options.file.c_str(), ErrThumbnail, CliMessage(110).c_str());
+  }
   if (const uint32_t refusal = EditRefusal(document.get(), uint32_t(kind), uint16_t(tag))) {
     CliReportFailure(options.file, 0, refusal);
     return CliFailure;

@@ -5,9 +5,10 @@
 // output always lands in the document's `built` area (65,535 bytes at most); callers copy from
 // it and never keep the pointer beyond the document.
 //
-// A rebuild moves the MakerNote. ExifWriteIfdKeepMakerNote keeps tag 37500 at its old offset
-// and lays the other values around it; otherwise an open handler is asked to relocate its
-// pointers once the payload is laid out.
+// A rebuild moves the MakerNote. With its place kept, the note's whole extent (its declared
+// bytes and every byte its entries point at, as MakerNoteRegistry::extent measures it) stays
+// byte for byte at its old offsets and every directory and value is laid out around it;
+// otherwise an open handler is asked to relocate its pointers once the payload is laid out.
 //
 // Results: 1 success, 0 failure with a code pushed on the error stack, unless said otherwise.
 #pragma once
@@ -34,7 +35,8 @@ constexpr int kCommitForceRebuild = 2;
 int ExifClassifyEdits(ExifDocument* document);
 
 // Commits the pending edits into `built`. bigEndian is the wanted byte order; another order
-// than the document's always rebuilds. keepMakerNotePlace (1) keeps tag 37500 where it stood.
+// than the document's always rebuilds. keepMakerNotePlace (1) keeps the note's whole extent
+// where it stood (773 when the rest no longer fits around it).
 int ExifCommit(ExifDocument* document, const uint8_t** bytes, uint32_t* size, uint32_t bigEndian,
                int keepMakerNotePlace, int mode);
 

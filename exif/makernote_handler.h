@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "exif/exif_document.h"
 
@@ -37,6 +38,12 @@ enum MakerNoteControlCode : uint32_t {
 };
 
 struct TagDefinition;  // exif/tag_catalogue.h
+
+// A stretch of a payload, [first, end) from the TIFF header.
+struct ExifByteRange {
+  uint32_t first = 0;
+  uint32_t end = 0;
+};
 
 // A family's own context; it begins with the three ExifContext fields.
 struct MakerNoteContext : ExifContext {
@@ -80,6 +87,10 @@ struct MakerNoteRegistry {
   // calls it when a commit applied edits to a MakerNote table; it lives above the engine, so the
   // makernote library installs it here. Left nullptr, such edits are applied to the tables only.
   int (*rebuild)(ExifDocument* document) = nullptr;
+  // The ranges of the document's raw payload its note occupies: the declared bytes and every
+  // byte its entries and sub-directories point at. A rebuild that keeps the note in place keeps
+  // all of them. Left nullptr, only the declared bytes are kept.
+  int (*extent)(const ExifDocument* document, std::vector<ExifByteRange>* ranges) = nullptr;
 };
 void ExifInstallMakerNotes(const MakerNoteRegistry* registry);
 const MakerNoteRegistry* ExifMakerNoteRegistry();

@@ -1,6 +1,7 @@
 // Any bytes as an APP1 payload, then every road of a commit: the in-place patch, the rebuild in
 // both byte orders with the MakerNote kept in place, and the rebuild of an open note. Whatever
-// a commit builds must read again; nothing may crash or run past a buffer.
+// a commit builds must read again and pass the save's comparison (the MakerNote's extent walked
+// in both); nothing may crash or run past a buffer.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include "exif/makernote_handler.h"
 #include "frame/error_stack.h"
 #include "fuzz/fuzz_input.h"
+#include "makernote/makernote_verify.h"
 #include "shooting/engine_install.h"
 
 namespace {
@@ -37,6 +39,7 @@ void CommitOnce(const std::vector<uint8_t>& payload, int road) {
     const std::vector<uint8_t> built(bytes, bytes + size);
     ExifDocumentPtr again;
     ExifCheckSegment(built.data(), uint32_t(built.size()), again);
+    ExifPayloadPreserves(document.get(), built.data(), uint32_t(built.size()));  // the save's safety net
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include "exif/makernote_handler.h"
 #include "frame/error_stack.h"
+#include "makernote/makernote_extent.h"
 #include "makernote/makernote_recognise.h"
 #include "makernote/makernote_save.h"
 
@@ -23,6 +24,7 @@ void MakerNoteInstall() {
     r.recognise = MakerNoteRecognise;
     r.create = CreateWithOperations;
     r.rebuild = ExifRebuildMakerNote;
+    r.extent = MakerNoteExtent;
     return r;
   }();
   ExifInstallMakerNotes(&registry);

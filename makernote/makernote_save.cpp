@@ -12,6 +12,7 @@
 #include "frame/error_stack.h"
 #include "frame/message_table.h"
 #include "makernote/makernote_save.h"
+#include "makernote/makernote_verify.h"
 
 namespace {
 
@@ -179,6 +180,8 @@ int ExifWriteChecked(uint32_t oldOffset, ExifDocument* document, const std::stri
     const int resolved = ResolveMove(oldOffset, document, destinationPath, owner, &bytes, &size);
     if (resolved != SaveWritten) return resolved;
   }
+  // The safety net: nothing the user did not edit may read differently; the file stays as it was.
+  if (!ExifPayloadPreserves(document, bytes, size)) return SaveFailed;
   if (!JpegReplaceApp1(sourcePath, destinationPath, bytes, size)) return SaveFailed;
   DestinationTakeCaptureDate(destinationPath);
   return SaveWritten;

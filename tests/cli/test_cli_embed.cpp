@@ -8,6 +8,7 @@
 
 #include "tests/cli/cli_runner.h"
 #include "tests/support/test_support.h"
+#include "tests/support/tiff_builder.h"
 
 namespace {
 
@@ -66,9 +67,17 @@ TEST(CliEmbed, RunWritesEveryFileAndNamesIt) {
   if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool reads the result";
   testsupport::ScratchDir scratch;
   const fs::path roll = MakeRoll(scratch, 3);
+  // A scan whose thumbnail runs 8 bytes past its APP1 does not stop the roll.
+  testsupport::TiffLayout overrun;
+  overrun.primary = {{271, 2, 5, testsupport::Text("ACME")}};
+  overrun.thumbnailBytes.assign(64, 0xFF);
+  std::vector<uint8_t> payload = testsupport::BuildExifPayload(overrun);
+  payload.resize(payload.size() - 8);
+  testsupport::WriteBytes(roll / "scan_0002.jpg", testsupport::BuildJpeg({{0xE1, payload}}));
   CliRun run = RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type 'F6 詳細' --jpegs " + Quoted(roll) +
                                    " --maker Nikon --camera F6");
   EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_EQ(testsupport::RunCommand("exiftool -s3 -n -Model " + Quoted(roll / "scan_0002.jpg")), "F6\n");
   EXPECT_NE(run.output.find("完了！"), std::string::npos) << run.output;
   EXPECT_NE(run.output.find("written: " + (roll / "scan_0002.jpg").string()), std::string::npos) << run.output;
   const std::string values =

@@ -7,6 +7,7 @@
 
 #include "tests/cli/cli_runner.h"
 #include "tests/support/test_support.h"
+#include "tests/support/tiff_builder.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ std::string ExiftoolTag(const fs::path& file, const std::string& tag) {
   return testsupport::RunCommand("exiftool -s3 -n -" + tag + " " + Quoted(file));
 }
 
-// The Pentax note of this file is carried as bytes and moves with a long Artist.
+// The Pentax note of this file is carried as bytes; a long Artist once moved it, now it stays.
 constexpr const char* kMovingNote = "pentax/digicam_ist_DL_IMGP6668.JPG";
 
 }  // namespace
@@ -78,7 +79,9 @@ TEST(CliSet, MakerNoteQuestionsAreAnsweredByOptionOrCancelled) {
   testsupport::ScratchDir scratch;
   const fs::path file = CopyOf(scratch, kMovingNote);
   const auto before = testsupport::ReadBytes(file);
-  const std::string artist = std::string(" --ifd 0th --tag 315 --type ASCII --value ") + std::string(300, 'a');
+  // Another byte order asks about the note carried as bytes (message 1).
+  const std::string artist =
+      std::string(" --ifd 0th --tag 315 --type ASCII --byte-order II --value ") + std::string(300, 'a');
   // A script that did not answer gets cancel: nothing is written unasked.
   CliRun unanswered = RunCli("set " + Quoted(file) + artist);
   EXPECT_EQ(unanswered.status, 1);
@@ -87,10 +90,11 @@ TEST(CliSet, MakerNoteQuestionsAreAnsweredByOptionOrCancelled) {
   CliRun cancelled = RunCli("set " + Quoted(file) + artist + " --makernote cancel");
   EXPECT_EQ(cancelled.status, 1);
   EXPECT_EQ(testsupport::ReadBytes(file), before);
+  // Keep: the note stays where it was, in its own byte order; nothing records a move.
   CliRun kept = RunCli("set " + Quoted(file) + artist + " --makernote keep");
   EXPECT_EQ(kept.status, 0) << kept.output;
   if (testsupport::HaveProgram("exiftool")) {
-    EXPECT_NE(ExiftoolTag(file, "OffsetSchema"), "");
+    EXPECT_EQ(ExiftoolTag(file, "OffsetSchema"), "");
   }
 }
 
@@ -105,4 +109,15 @@ TEST(CliSet, RebuildAndByteOrderOptions) {
   EXPECT_EQ(run.status, 0) << run.output;
   EXPECT_EQ(ExiftoolTag(out, "ExifByteOrder"), "MM\n");
   EXPECT_EQ(ExiftoolTag(out, "Artist"), "x\n");
+  // A thumbnail 8 bytes past its segment is a warning (message 110); the rebuild keeps its bytes.
+  testsupport::TiffLayout overrun;
+  overrun.primary = {{271, 2, 5, testsupport::Text("ACME")}};
+  overrun.thumbnailBytes.assign(64, 0xFF);
+  std::vector<uint8_t> payload = testsupport::BuildExifPayload(overrun);
+  payload.resize(payload.size() - 8);
+  testsupport::WriteBytes(file, testsupport::BuildJpeg({{0xE1, payload}}));
+  CliRun warned = RunCli("set " + Quoted(file) + " --ifd 0th --tag 315 --type ASCII --value x --rebuild");
+  EXPECT_EQ(warned.status, 0) << warned.output;
+  EXPECT_NE(warned.output.find("warning 774: EXIF解析中(1st IFD)"), std::string::npos) << warned.output;
+  EXPECT_EQ(ExiftoolTag(file, "ThumbnailLength"), "56\n");
 }
