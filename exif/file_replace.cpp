@@ -224,7 +224,9 @@ FileReplacement::~FileReplacement() {
 }
 
 bool FileReplacement::Fail(int error, const std::string& what) {
-  gLastFailure = {error, destination_ + ": " + what + (error != 0 ? " (" + Reason(error) + ")" : "")};
+  // EMLINK marks the refusal of a file with several names, which its system text would mislead.
+  const bool withReason = error != 0 && error != EMLINK;
+  gLastFailure = {error, destination_ + ": " + what + (withReason ? " (" + Reason(error) + ")" : "")};
   Notice(gLastFailure.text);
   return false;
 }
