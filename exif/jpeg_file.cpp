@@ -194,8 +194,7 @@ int ReadDateField(const char*& text, int width) {
 
 }  // namespace
 
-int JpegReplaceApp1(const std::string& source, const std::string& destination, const uint8_t* bytes,
-                    uint32_t size) {
+int JpegReplaceApp1(const std::string& source, const std::string& destination, const uint8_t* bytes, uint32_t size) {
   if (size >= kReplaceApp1Limit) return Fail(ErrPayloadTooLarge);
   if (size > 0 && bytes == nullptr) return Fail(ErrInvalidArgument);
   return RewriteThroughTemporary(source, destination, [&](std::FILE* in, TemporaryOutput& out, uint64_t sourceSize) {
