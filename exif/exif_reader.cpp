@@ -3,7 +3,10 @@
 #include "exif/exif_reader.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include <algorithm>
 #include <filesystem>
@@ -43,6 +46,13 @@ bool PathHasNefName(const std::string& path) {
   std::string tail = path.substr(path.size() - 3);
   std::transform(tail.begin(), tail.end(), tail.begin(), [](unsigned char c) { return char(std::toupper(c)); });
   return tail == "NEF";
+}
+
+// A folder opens for reading on POSIX systems and then fails its first read; it is told as an
+// open failure with the system's own reason, as a missing file is.
+int OpenedIsFolder(int fd) {
+  struct stat status;
+  return ::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 }  // namespace
@@ -102,8 +112,8 @@ uint32_t JpegFindMarkerInBuffer(const uint8_t* bytes, uint32_t size, uint8_t mar
 
 int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
   FilePtr file(std::fopen(path.c_str(), "rb"));
-  if (!file) {
-    ErrorPush(ErrFileOpen);
+  if (!file || OpenedIsFolder(fileno(file.get()))) {
+    ErrorPushSystem(ErrFileOpen, file ? EISDIR : errno, path);
     return 0;
   }
   // One read brings in the head, where the markers before APP1 and APP1 itself stand.
@@ -138,8 +148,9 @@ int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
 
 int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size) {
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    ErrorPush(ErrFileOpen);
+  if (fd < 0 || OpenedIsFolder(fd)) {
+    ErrorPushSystem(ErrFileOpen, fd < 0 ? errno : EISDIR, path);
+    if (fd >= 0) ::close(fd);
     return 0;
   }
   std::vector<uint8_t> block(2 * kDirectBlock);
@@ -191,9 +202,8 @@ int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
     out->sourceKind = 1;
     return 1;
   }
-  const uint32_t error = ErrorPop();
-  ErrorPush(error);
-  if (error != ErrNotJpeg) return 0;
+  // The code stays on the stack with its detail for the caller.
+  if (ErrorPeek() != ErrNotJpeg) return 0;
 
   // A NEF file is a TIFF structure as a whole: the six header bytes in front of it give the
   // payload form every later step reads.
@@ -201,7 +211,7 @@ int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
   const uint64_t fileSize = std::filesystem::file_size(path, ec);
   FilePtr file(std::fopen(path.c_str(), "rb"));
   if (ec || !file) {
-    ErrorPush(ErrFileIo);
+    ErrorPushSystem(ErrFileIo, ec ? ec.value() : errno, path);
     return 0;
   }
   if (!PathHasNefName(path)) {
@@ -421,13 +431,17 @@ int ExifParse(ExifDocument* document) {
   return ok;
 }
 
-uint32_t ExifInspect(ExifDocumentPtr& document) {
+uint32_t ExifInspect(ExifDocumentPtr& document) { return ExifInspectKeepPartial(document, nullptr); }
+
+uint32_t ExifInspectKeepPartial(ExifDocumentPtr& document, ExifDocumentPtr* partial) {
   uint32_t error = 0;
   if (!ExifParse(document.get())) {
-    error = ErrorPop();
-    ErrorPush(error);
+    error = ErrorPeek();
     if (error != ErrThumbnail) {
-      document.reset();
+      if (partial)
+        *partial = std::move(document);
+      else
+        document.reset();
       return StatusParseFailed;
     }
   }
