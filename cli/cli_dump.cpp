@@ -1,8 +1,10 @@
 // tavexon-cli dump: the Exif of files, tag by tag, as text or as one JSON document.
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "cli/cli_json.h"
@@ -181,13 +183,29 @@ std::vector<DumpTableRef> DumpTables(ExifDocument* document) {
   return tables;
 }
 
+// CP932 to UTF-8 for names and texts, which repeat from file to file: ASCII is taken as it
+// stands, anything else converted once and remembered (the conversion searches a table for
+// every character, and was the largest cost of a dump).
+struct DumpTextHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+};
+std::string DumpUtf8(std::string_view cp932) {
+  static std::unordered_map<std::string, std::string, DumpTextHash, std::equal_to<>> converted;
+  if (std::all_of(cp932.begin(), cp932.end(), [](char c) { return uint8_t(c) < 0x80; })) return std::string(cp932);
+  const auto found = converted.find(cp932);
+  if (found != converted.end()) return found->second;
+  if (converted.size() > 65536) converted.clear();  // a run over many odd texts stays bounded
+  return converted.emplace(std::string(cp932), Utf8FromCp932(cp932)).first->second;
+}
+
 // The display name and display text of one tag, in UTF-8. The text is bounded as the Exif
 // list's value column bounds it: 128 bytes.
 std::pair<std::string, std::string> DumpDescribe(ExifDocument* document, uint32_t kind, const TagEntry& entry) {
   char text[129];
   const char* name = nullptr;
   ExifDescribeTag(document, kind, &entry, &name, text, sizeof text);
-  return {Utf8FromCp932(name ? name : ""), Utf8FromCp932(text)};
+  return {DumpUtf8(name ? name : ""), DumpUtf8(text)};
 }
 
 void DumpText(const std::string& path, DumpReading& reading, bool raw, std::string& out) {

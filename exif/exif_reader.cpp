@@ -3,7 +3,6 @@
 #include "exif/exif_reader.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -48,11 +47,12 @@ bool PathHasNefName(const std::string& path) {
   return tail == "NEF";
 }
 
-// A folder opens for reading on POSIX systems and then fails its first read; it is told as an
-// open failure with the system's own reason, as a missing file is.
-int OpenedIsFolder(int fd) {
-  struct stat status;
-  return ::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode);
+// A read the system refused replaces the code the scan pushed with the system's reason. A
+// folder opens for reading on POSIX systems and fails its first read with EISDIR: it is told
+// as an open failure, as a missing file is.
+void ReadRefused(int reason, const std::string& path) {
+  ErrorPop();
+  ErrorPushSystem(reason == EISDIR ? ErrFileOpen : ErrFileIo, reason, path);
 }
 
 }  // namespace
@@ -112,15 +112,18 @@ uint32_t JpegFindMarkerInBuffer(const uint8_t* bytes, uint32_t size, uint8_t mar
 
 int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
   FilePtr file(std::fopen(path.c_str(), "rb"));
-  if (!file || OpenedIsFolder(fileno(file.get()))) {
-    ErrorPushSystem(ErrFileOpen, file ? EISDIR : errno, path);
+  if (!file) {
+    ErrorPushSystem(ErrFileOpen, errno, path);
     return 0;
   }
   // One read brings in the head, where the markers before APP1 and APP1 itself stand.
   std::setvbuf(file.get(), nullptr, _IOFBF, kDirectBlock);
+  errno = 0;
   const uint32_t found = JpegFindMarkerInFile(file.get(), kMarkerApp1);
   if (found != 1) {
-    if (found == ErrScanReached) {
+    if (std::ferror(file.get()) && errno != 0) {
+      ReadRefused(errno, path);
+    } else if (found == ErrScanReached) {
       ErrorPop();
       ErrorPush(ErrNoExif);
     }
@@ -148,9 +151,8 @@ int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
 
 int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size) {
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0 || OpenedIsFolder(fd)) {
-    ErrorPushSystem(ErrFileOpen, fd < 0 ? errno : EISDIR, path);
-    if (fd >= 0) ::close(fd);
+  if (fd < 0) {
+    ErrorPushSystem(ErrFileOpen, errno, path);
     return 0;
   }
   std::vector<uint8_t> block(2 * kDirectBlock);
@@ -158,9 +160,12 @@ int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size)
   const uint32_t first = got > 0 ? uint32_t(got) : 0;
   uint32_t held = first;
   int result = 0;
+  const int reason = got < 0 ? errno : 0;
   const uint32_t marker = JpegFindMarkerInBuffer(block.data(), first, kMarkerApp1);
   if (marker == 0) {
-    if (ErrorPeek() == ErrScanReached) {
+    if (reason != 0) {
+      ReadRefused(reason, path);
+    } else if (ErrorPeek() == ErrScanReached) {
       ErrorPop();
       ErrorPush(ErrNoExif);
     }
@@ -194,7 +199,9 @@ int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size)
 
 int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
   out.reset();
-  std::vector<uint8_t> payload(kApp1PayloadMax);
+  // One buffer a thread, reused: a folder of thousands of files should not clear 64 KiB for
+  // each (the document copies what it needs).
+  static thread_local std::vector<uint8_t> payload(kApp1PayloadMax);
   uint32_t size = 0;
   if (ExifReadApp1(path, payload.data(), &size)) {
     if (!ExifCreateFromSegment(payload.data(), size, out)) return 0;
