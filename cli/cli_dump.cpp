@@ -1,11 +1,13 @@
 // tavexon-cli dump: the Exif of files, tag by tag, as text or as one JSON document.
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
+#include "cli/cli_json.h"
 #include "cli/cli_output.h"
 #include "cli/commands.h"
 #include "exif/exif_document.h"
@@ -23,6 +25,7 @@ struct DumpOptions {
   std::vector<std::string> files;
   bool json = false;
   bool raw = false;
+  bool binary = false;
   std::string preview;
 };
 
@@ -35,33 +38,13 @@ constexpr DumpTable kDumpTables[] = {
     {IfdPrimary, "0th"}, {IfdThumbnail, "1st"}, {IfdExif, "exif"}, {IfdGps, "gps"}, {IfdInterop, "interop"},
 };
 
-// A file's reading: the document when there is one, the status and the error code.
-struct DumpReading {
-  ExifDocumentPtr document;
-  uint32_t status = 0;
-  uint32_t code = 0;
-};
+using DumpReading = CliReading;
 
-DumpReading DumpRead(const std::string& path) {
-  DumpReading reading;
-  ErrorClear();
-  if (!ExifLoadFile(path, reading.document)) {
-    reading.code = ErrorPop();
-    reading.status = reading.code == ErrNoExif ? StatusNoExif : StatusUnusable;
-    return reading;
-  }
-  reading.status = ExifInspect(reading.document);
-  if (reading.status & StatusParseFailed || reading.status & StatusMakerNoteFailed)
-    reading.code = ErrorPop();
-  else if (reading.status & StatusNoThumbnail && ErrorPeek() == ErrThumbnail)
-    reading.code = ErrorPop();
-  ErrorClear();
-  return reading;
-}
+// Whether the reading has tables to show: a whole document, or what a failed parse kept.
+bool DumpHasTables(const DumpReading& reading) { return reading.document != nullptr; }
 
-bool DumpFailed(const DumpReading& reading) {
-  return reading.status & (StatusParseFailed | StatusNoExif | StatusUnusable);
-}
+// Values of these types longer than this are written in --json as {"binary": N}.
+constexpr uint32_t kJsonInlineBytes = 64;
 
 std::string DumpStatusText(uint32_t status) {
   static const struct {
@@ -127,22 +110,51 @@ std::string DumpValueText(const TagEntry& entry) {
   return text;
 }
 
-nlohmann::json DumpValueJson(const TagEntry& entry) {
-  if (entry.type == TypeAscii) return DumpAsciiText(entry);
-  if (DumpIsByteType(entry.type)) return DumpHex(entry);
+// One numeric element as JSON: an integer, or "numerator/denominator" in quotes.
+void DumpJsonNumber(std::string& out, const TagEntry& entry, uint32_t i) {
+  switch (entry.type) {
+    case TypeShort: JsonAppendNumber(out, entry.U16(i)); break;
+    case TypeSShort: JsonAppendNumber(out, entry.S16(i)); break;
+    case TypeSLong: JsonAppendNumber(out, entry.S32(i)); break;
+    case TypeRational:
+    case TypeSRational:
+      out += '"';
+      out += DumpNumber(entry, i);
+      out += '"';
+      break;
+    default: JsonAppendNumber(out, entry.U32(i));
+  }
+}
+
+// The value: text for ASCII, hex text for short byte values, {"binary": N} (with its bytes in
+// base64 under --binary) for long UNDEFINED and BYTE values, a number or an array of numbers.
+void DumpJsonValue(std::string& out, const TagEntry& entry, bool binary) {
+  if (entry.type == TypeAscii) return JsonAppendString(out, DumpAsciiText(entry));
+  const uint32_t size = entry.ValueSize();
+  if ((entry.type == TypeUndefined || entry.type == TypeByte) && size > kJsonInlineBytes) {
+    out += "{\"binary\":";
+    JsonAppendNumber(out, size);
+    if (binary) {
+      out += ",\"base64\":";
+      JsonAppendBase64(out, entry.Data(), size);
+    }
+    out += '}';
+    return;
+  }
+  if (DumpIsByteType(entry.type)) {
+    out += '"';
+    out += DumpHex(entry);
+    out += '"';
+    return;
+  }
   const uint32_t n = DumpElementCount(entry);
-  const bool rational = entry.type == TypeRational || entry.type == TypeSRational;
-  auto element = [&](uint32_t i) -> nlohmann::json {
-    if (rational) return DumpNumber(entry, i);
-    if (entry.type == TypeSShort) return entry.S16(i);
-    if (entry.type == TypeSLong) return entry.S32(i);
-    if (entry.type == TypeShort) return entry.U16(i);
-    return entry.U32(i);
-  };
-  if (n == 1) return element(0);
-  nlohmann::json values = nlohmann::json::array();
-  for (uint32_t i = 0; i < n; ++i) values.push_back(element(i));
-  return values;
+  if (n == 1) return DumpJsonNumber(out, entry, 0);
+  out += '[';
+  for (uint32_t i = 0; i < n; ++i) {
+    if (i) out += ',';
+    DumpJsonNumber(out, entry, i);
+  }
+  out += ']';
 }
 
 // One table as the dump lists it: its kind, its short name and its display name.
@@ -171,19 +183,36 @@ std::vector<DumpTableRef> DumpTables(ExifDocument* document) {
   return tables;
 }
 
+// CP932 to UTF-8 for names and texts, which repeat from file to file: ASCII is taken as it
+// stands, anything else converted once and remembered (the conversion searches a table for
+// every character, and was the largest cost of a dump).
+struct DumpTextHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+};
+std::string DumpUtf8(std::string_view cp932) {
+  static std::unordered_map<std::string, std::string, DumpTextHash, std::equal_to<>> converted;
+  if (std::all_of(cp932.begin(), cp932.end(), [](char c) { return uint8_t(c) < 0x80; })) return std::string(cp932);
+  const auto found = converted.find(cp932);
+  if (found != converted.end()) return found->second;
+  if (converted.size() > 65536) converted.clear();  // a run over many odd texts stays bounded
+  return converted.emplace(std::string(cp932), Utf8FromCp932(cp932)).first->second;
+}
+
 // The display name and display text of one tag, in UTF-8. The text is bounded as the Exif
 // list's value column bounds it: 128 bytes.
 std::pair<std::string, std::string> DumpDescribe(ExifDocument* document, uint32_t kind, const TagEntry& entry) {
   char text[129];
   const char* name = nullptr;
   ExifDescribeTag(document, kind, &entry, &name, text, sizeof text);
-  return {Utf8FromCp932(name ? name : ""), Utf8FromCp932(text)};
+  return {DumpUtf8(name ? name : ""), DumpUtf8(text)};
 }
 
 void DumpText(const std::string& path, DumpReading& reading, bool raw, std::string& out) {
   out += "== " + path + "\n";
-  out += "status: " + std::to_string(reading.status) + " (" + DumpStatusText(reading.status) + ")";
-  if (DumpFailed(reading)) {
+  out += "status: " + std::to_string(reading.status) + " (" + DumpStatusText(reading.status) +
+         (reading.partial ? ", partial)" : ")");
+  if (!DumpHasTables(reading)) {
     out += "\n";
     return;
   }
@@ -208,31 +237,68 @@ void DumpText(const std::string& path, DumpReading& reading, bool raw, std::stri
     }
     ExifEndTagWalk(document);
   }
+  if (reading.partial)
+    out += "-- partial: the read stopped here with error " + std::to_string(reading.error.code) + ": " +
+           CliMessage(CliReadMessage(reading.status, reading.error)) + "\n";
 }
 
-nlohmann::json DumpJson(const std::string& path, DumpReading& reading) {
-  nlohmann::json file = {{"file", path}, {"status", reading.status}, {"error", reading.code}};
-  const uint32_t message = CliReadMessage(reading.status, reading.code);
-  if (message) file["message"] = CliMessage(message);
-  if (DumpFailed(reading)) return file;
+void DumpJson(const std::string& path, DumpReading& reading, bool binary, std::string& out) {
+  out += "{\"file\":";
+  JsonAppendString(out, path);
+  out += ",\"status\":";
+  JsonAppendNumber(out, reading.status);
+  out += ",\"error\":";
+  JsonAppendNumber(out, reading.error.code);
+  if (const uint32_t message = CliReadMessage(reading.status, reading.error)) {
+    out += ",\"message\":";
+    JsonAppendString(out, CliMessage(message, path));
+  }
+  if (reading.error.systemError != 0) {
+    out += ",\"reason\":";
+    JsonAppendString(out, std::strerror(reading.error.systemError));
+  }
+  if (!DumpHasTables(reading)) {
+    out += '}';
+    return;
+  }
+  if (reading.partial) out += ",\"partial\":true";
   ExifDocument* document = reading.document.get();
-  file["byteOrder"] = document->bigEndian ? "MM" : "II";
-  nlohmann::json ifds = nlohmann::json::array();
+  out += document->bigEndian ? ",\"byteOrder\":\"MM\",\"ifds\":[" : ",\"byteOrder\":\"II\",\"ifds\":[";
+  bool firstTable = true;
   for (const DumpTableRef& table : DumpTables(document)) {
-    nlohmann::json list = nlohmann::json::array();
+    out += firstTable ? "\n {\"kind\":" : ",\n {\"kind\":";
+    firstTable = false;
+    JsonAppendString(out, table.name);
+    out += ",\"name\":";
+    JsonAppendString(out, table.displayName);
+    out += ",\"tags\":[";
+    bool firstTag = true;
     ExifBeginTagWalk(document, table.kind);
     while (const TagEntry* entry = ExifNextTag(document)) {
       const auto [name, text] = DumpDescribe(document, table.kind, *entry);
-      nlohmann::json tag = {{"tag", entry->tag}, {"type", entry->type},   {"count", entry->count},
-                            {"value", DumpValueJson(*entry)}, {"name", name}, {"text", text}};
-      if (const char* exifName = TagExifName(document, table.kind, entry->tag)) tag["tagName"] = exifName;
-      list.push_back(std::move(tag));
+      out += firstTag ? "\n  {\"tag\":" : ",\n  {\"tag\":";
+      firstTag = false;
+      JsonAppendNumber(out, entry->tag);
+      out += ",\"type\":";
+      JsonAppendNumber(out, entry->type);
+      out += ",\"count\":";
+      JsonAppendNumber(out, entry->count);
+      out += ",\"value\":";
+      DumpJsonValue(out, *entry, binary);
+      out += ",\"name\":";
+      JsonAppendString(out, name);
+      if (const char* exifName = TagExifName(document, table.kind, entry->tag)) {
+        out += ",\"tagName\":";
+        JsonAppendString(out, exifName);
+      }
+      out += ",\"text\":";
+      JsonAppendString(out, text);
+      out += '}';
     }
     ExifEndTagWalk(document);
-    ifds.push_back({{"kind", table.name}, {"name", table.displayName}, {"tags", std::move(list)}});
+    out += "]}";
   }
-  file["ifds"] = std::move(ifds);
-  return file;
+  out += "]}";
 }
 
 // Writes the preview a MakerNote holds (a NEF's, say) to a file; 1 on success.
@@ -258,24 +324,24 @@ int DumpRun(const DumpOptions& options) {
   if (options.json) std::fputs("[", stdout);
   bool first = true;
   for (const std::string& path : options.files) {
-    DumpReading reading = DumpRead(path);
-    if (DumpFailed(reading)) {
+    DumpReading reading = CliRead(path);
+    if (CliReadFailed(reading)) {
       exitCode = CliFailure;
-      CliReportFailure(path, reading.code, CliReadMessage(reading.status, reading.code));
-    } else if (const uint32_t warning = CliReadMessage(reading.status, reading.code)) {
+      CliReportError(path, reading.error, CliReadMessage(reading.status, reading.error));
+    } else if (const uint32_t warning = CliReadMessage(reading.status, reading.error)) {
       std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(warning).c_str());
     }
     if (!options.preview.empty() && reading.document && !DumpWritePreview(reading.document.get(), options.preview))
       exitCode = CliFailure;
+    out.clear();
     if (options.json) {
-      out = (first ? "\n" : ",\n") + DumpJson(path, reading).dump(1);
-      std::fwrite(out.data(), 1, out.size(), stdout);
+      out += first ? "\n" : ",\n";
+      DumpJson(path, reading, options.binary, out);
       first = false;
     } else {
-      out.clear();
       DumpText(path, reading, options.raw, out);
-      std::fwrite(out.data(), 1, out.size(), stdout);
     }
+    std::fwrite(out.data(), 1, out.size(), stdout);
   }
   if (options.json) std::fputs("\n]\n", stdout);
   return exitCode;
@@ -294,14 +360,20 @@ void CliDumpRegister(CLI::App& app) {
       "--raw lists tag, type, count and value instead: numbers for numeric types (a rational as\n"
       "numerator/denominator), the text for ASCII (converted from CP932 to UTF-8), hex bytes for\n"
       "byte types.\n"
-      "A file that fails prints its error code and message on standard error and the run goes on;\n"
-      "the exit status is 1 if any file failed.\n"
+      "A file that fails prints its error code and message on standard error (with the system's\n"
+      "reason when it could not be opened or read) and the run goes on; the exit status is 1 if\n"
+      "any file failed. A file whose Exif fails part way shows the tables read before the failure,\n"
+      "marked \"partial\", then the error.\n"
       "--json prints one JSON array, one object per file: file, status, error, message (when a\n"
-      "message applies), byteOrder, ifds [{kind, name, tags [{tag, type, count, value, name,\n"
-      "tagName (where the catalogue has one), text}]}]; texts in UTF-8.\n"
-      "--preview OUT.jpg writes the preview held in the MakerNote (a NEF's) to OUT.jpg.");
+      "message applies), reason (the system's), partial (true when the read stopped part way),\n"
+      "byteOrder, ifds [{kind, name, tags [{tag, type, count, value, name, tagName (where the\n"
+      "catalogue has one), text}]}]; texts in UTF-8. An UNDEFINED or BYTE value of more than 64\n"
+      "bytes is {\"binary\": N}; --binary adds its bytes as \"base64\".\n"
+      "--preview OUT.jpg writes the preview held in the MakerNote (a NEF's) to OUT.jpg.\n"
+      "Example: tavexon-cli dump --json DSC_0001.JPG DSC_0002.JPG");
   dump->add_option("files", options->files, "JPEG or NEF files")->required();
   dump->add_flag("--json", options->json, "Print one JSON document");
+  dump->add_flag("--binary", options->binary, "With --json, write long byte values whole, in base64");
   dump->add_flag("--raw", options->raw, "List type, count and value instead of names and display texts");
   dump->add_option("--preview", options->preview, "Write the preview the MakerNote holds to this JPEG file");
   dump->callback([options]() {

@@ -1,7 +1,9 @@
 // tavexon-cli embed: a roll of film written into its folder of scans, frame by frame, with the
 // embed window's checks and messages; --dry-run shows the pairing and writes nothing.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -80,13 +82,28 @@ std::string OriginalDate(const CameraDataFile* data, uint32_t frame) {
   return "-";
 }
 
+// Reads the data file, or says why it cannot: a path that is no readable file gives message
+// 46 with the system's reason; a file that does not parse, message 73 and the line at fault.
+CameraDataFilePtr ReadDataFile(const std::string& path, uint32_t dataType) {
+  errno = 0;
+  CameraDataFilePtr data = CameraDataFileCreate(path.c_str());
+  if (!data) {
+    std::error_code ec;
+    const int reason = std::filesystem::is_directory(path, ec) ? EISDIR : std::filesystem::exists(path, ec) ? EINVAL : ENOENT;
+    CliReportError(path, {ErrFileOpen, reason, path, 0, {}}, 46);
+    return nullptr;
+  }
+  ErrorClear();
+  if (CameraDataFileRead(data.get(), dataType) == 1) return data;
+  const ErrorDetail& failure = data->failure;
+  CliReportError(path, failure, failure.systemError != 0 ? 46 : 73);
+  return nullptr;
+}
+
 // Prints file by file what each would get, and the counts; nothing is written.
 int RunDryRun(const EmbedOptions& options, uint32_t dataType) {
-  CameraDataFilePtr data = CameraDataFileCreate(options.data.c_str());
-  if (!data || CameraDataFileRead(data.get(), dataType) != 1) {
-    CliReportFailure(options.data, ErrorPop(), 73);
-    return CliFailure;
-  }
+  CameraDataFilePtr data = ReadDataFile(options.data, dataType);
+  if (!data) return CliFailure;
   std::unique_ptr<FileList> list = FileListCreate();
   const int files = EmbedListJpegs(EmbedJpegPattern(options.jpegs), *list);
   if (files <= 0) {
@@ -121,6 +138,8 @@ int RunEmbed(const EmbedOptions& options) {
     return CliUsage;
   }
   if (options.dryRun) return RunDryRun(options, uint32_t(dataType));
+  // The data file is read first so that its failure is told with its reason and its line.
+  if (!ReadDataFile(options.data, uint32_t(dataType))) return CliFailure;
   EmbedRequest request;
   request.maker = Cp932FromUtf8(options.maker);
   request.camera = Cp932FromUtf8(options.camera);
@@ -150,6 +169,7 @@ int RunEmbed(const EmbedOptions& options) {
 void CliEmbedRegister(CLI::App& app) {
   static EmbedOptions options;
   CLI::App* embed = app.add_subcommand("embed", "Embed a roll's shooting data into its scanned JPEG files");
+  embed->footer("Example: tavexon-cli embed --data F6_032.txt --type f6-detailed --jpegs scans/ --maker Nikon --camera F6");
   embed->add_option("--data", options.data, "the MV-1 data file of the roll")->required();
   embed->add_option("--type", options.type, "its layout: 0 to 7, the label, or f6-detailed ... f100-simple")
       ->required();

@@ -1,32 +1,105 @@
 #include "cli/cli_output.h"
 
-#include <cstdio>
+#include <unistd.h>
 
-#include "exif/exif_document.h"
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
 #include "exif/exif_reader.h"
 #include "frame/cp932.h"
 #include "frame/message_table.h"
 
-std::string CliMessage(uint32_t id) {
+namespace {
+
+enum : uint32_t {
+  kMessageNoExifFound = 31,
+  kMessageUnsupported = 32,
+  kMessageReadError = 36,
+  kMessageMakerNoteParse = 38,
+  kMessageCannotOpen = 46,
+  kMessageParseFailed = 85,
+  kMessageThumbnailMissing = 110,
+};
+
+}  // namespace
+
+std::string CliMessage(uint32_t id, const std::string& path) {
   const char* text = MessageText(id);
-  return text ? Utf8FromCp932(text) : std::string();
+  std::string message = text ? Utf8FromCp932(text) : std::string();
+  if (const size_t at = message.find("%s"); at != std::string::npos) message.replace(at, 2, path);
+  return message;
 }
 
 void CliReportFailure(const std::string& path, uint32_t code, uint32_t messageId) {
   if (code)
-    std::fprintf(stderr, "%s: error %u: %s\n", path.c_str(), code, CliMessage(messageId).c_str());
+    std::fprintf(stderr, "%s: error %u: %s\n", path.c_str(), code, CliMessage(messageId, path).c_str());
   else
-    std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(messageId).c_str());
+    std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(messageId, path).c_str());
 }
 
-uint32_t CliReadMessage(uint32_t status, uint32_t code) {
-  if (status & StatusNoExif) return 31;
-  if (status & StatusUnusable) return 32;
+void CliReportError(const std::string& path, const ErrorDetail& error, uint32_t messageId) {
+  const std::string& named = error.path.empty() ? path : error.path;
+  if (error.systemError != 0)
+    std::fprintf(stderr, "%s: error %u: %s\n%s\n", named.c_str(), error.code, std::strerror(error.systemError),
+                 CliMessage(messageId, named).c_str());
+  else
+    CliReportFailure(path, error.code, messageId);
+  if (error.line != 0) std::fprintf(stderr, "%s: line %u: %s\n", named.c_str(), error.line, error.note.c_str());
+}
+
+uint32_t CliReadMessage(uint32_t status, const ErrorDetail& error) {
+  if (error.code == ErrFileOpen && error.systemError != 0) return kMessageCannotOpen;
+  if (error.code == ErrFileIo && error.systemError != 0) return kMessageReadError;
+  if (status & StatusNoExif) return kMessageNoExifFound;
+  if (status & StatusUnusable) return kMessageUnsupported;
   if (status & StatusParseFailed) {
-    if (code >= ErrIfdPrimary && code <= ErrIfdInterop) return 86 + (code - ErrIfdPrimary);
-    return 85;
+    if (error.code >= ErrIfdPrimary && error.code <= ErrIfdInterop) return 86 + (error.code - ErrIfdPrimary);
+    return kMessageParseFailed;
   }
-  if (code == ErrThumbnail) return 110;
-  if (status & StatusMakerNoteFailed) return 38;
+  if (error.code == ErrThumbnail) return kMessageThumbnailMissing;
+  if (status & StatusMakerNoteFailed) return kMessageMakerNoteParse;
   return 0;
+}
+
+CliReading CliRead(const std::string& path) {
+  CliReading reading;
+  ErrorClear();
+  if (!ExifLoadFile(path, reading.document)) {
+    reading.error = ErrorPopDetail();
+    reading.status = reading.error.code == ErrNoExif ? StatusNoExif : StatusUnusable;
+    ErrorClear();
+    return reading;
+  }
+  reading.status = ExifInspectKeepPartial(reading.document, &reading.document);
+  if (reading.status & (StatusParseFailed | StatusMakerNoteFailed)) {
+    reading.error = ErrorPopDetail();
+    reading.partial = reading.document != nullptr;
+  } else if (reading.status & StatusNoThumbnail && ErrorPeek() == ErrThumbnail) {
+    reading.error = ErrorPopDetail();
+  }
+  ErrorClear();
+  return reading;
+}
+
+bool CliReadFailed(const CliReading& reading) {
+  return reading.partial || (reading.status & (StatusParseFailed | StatusNoExif | StatusUnusable)) != 0;
+}
+
+ErrorDetail CliWriteObstacle(const std::string& destination) {
+  namespace fs = std::filesystem;
+  ErrorDetail obstacle;
+  std::error_code ec;
+  const fs::path path(destination);
+  if (fs::exists(path, ec)) {
+    if (fs::is_directory(path, ec))
+      obstacle = {ErrFileOpen, EISDIR, destination, 0, {}};
+    else if (::access(destination.c_str(), W_OK) != 0)
+      obstacle = {ErrFileOpen, errno, destination, 0, {}};
+    return obstacle;
+  }
+  const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+  if (::access(folder.c_str(), W_OK) != 0) obstacle = {ErrFileOpen, errno, folder.string(), 0, {}};
+  return obstacle;
 }

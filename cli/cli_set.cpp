@@ -121,19 +121,16 @@ int UsageFailure(const std::string& path, uint32_t messageId) {
   return CliUsage;
 }
 
-// Reads the file. A note that fails to parse refuses the edit: rebuilding it from what was
-// read would lose the rest, and the file stays as it is.
+// Reads the file. A file read only part way (its Exif or its note failed to parse) refuses
+// the edit: saving from what was read would lose the rest, and the file stays as it is.
 int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
-  ErrorClear();
-  const uint32_t status = ExifCheckFile(path, document);
-  if (document && (status & StatusMakerNoteFailed) != 0) {
-    CliReportFailure(path, ErrMakerNoteParse, CliReadMessage(status, ErrMakerNoteParse));
-    CliReportFailure(path, ErrMakerNoteParse, kMessageSaveFailed);
-    return 0;
+  CliReading reading = CliRead(path);
+  if (!CliReadFailed(reading)) {
+    document = std::move(reading.document);
+    return 1;
   }
-  if (document) return 1;
-  const uint32_t code = ErrorPop();
-  CliReportFailure(path, code, CliReadMessage(status, code));
+  CliReportError(path, reading.error, CliReadMessage(reading.status, reading.error));
+  if (reading.partial) CliReportFailure(path, reading.error.code, kMessageSaveFailed);
   return 0;
 }
 
@@ -158,15 +155,22 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
   ErrorClear();
   const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, 1, layout);
   if (result == SaveWritten) return CliSuccess;
-  // A refusal of the safety net says in the same line which tag would have changed.
-  if (result == SaveFailed && !ExifSaveRefusal().empty())
+  if (result == SaveFailed && !ExifSaveRefusal().empty()) {
+    // A refusal of the safety net says in the same line which tag would have changed.
     std::fprintf(stderr, "%s: error %u: %s: not saved: %s\n", destination.c_str(), ErrorPop(),
                  CliMessage(kMessageSaveFailed).c_str(), ExifSaveRefusal().c_str());
-  else if (result == SaveFailed)
-    CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
-  else if (result == SaveCancelled && options.makerNote == "keep")
+  } else if (result == SaveFailed) {
+    // The save's own reason first; where it kept none, the system's refusal of the place.
+    ErrorDetail error = ErrorPopDetail();
+    if (error.systemError == 0) {
+      const ErrorDetail obstacle = CliWriteObstacle(destination);
+      if (obstacle.code != 0) error = {error.code ? error.code : obstacle.code, obstacle.systemError, obstacle.path, 0, {}};
+    }
+    CliReportError(destination, error, kMessageSaveFailed);
+  } else if (result == SaveCancelled && options.makerNote == "keep") {
     std::fprintf(stderr, "%s: not saved: the MakerNote cannot stay at its place and keep was asked\n",
                  destination.c_str());
+  }
   // The replacement has printed why; a file with several names can still be saved on request.
   if (FileLastFailure().error == EMLINK)
     std::fprintf(stderr, "%s: --hard-links in-place writes into the file itself, so every name shows the edit\n",
@@ -207,7 +211,7 @@ int RunEdit(const EditOptions& options, bool isSet) {
 }
 
 void AddCommonOptions(CLI::App* command, EditOptions& options) {
-  command->add_option("FILE", options.file, "the JPEG file to edit")->required()->check(CLI::ExistingFile);
+  command->add_option("FILE", options.file, "the JPEG file to edit")->required();
   command->add_option("--ifd", options.ifd, "table: 1 to 5, 0th, 1st, exif, interop, gps, or a MakerNote table")
       ->required();
   command->add_option("--tag", options.tag, "tag number, decimal or 0x hexadecimal")->required();
@@ -226,6 +230,7 @@ void CliSetRegister(CLI::App& app) {
   static EditOptions deleteOptions;
   CLI::App* set = app.add_subcommand("set", "Set one tag and save the file");
   AddCommonOptions(set, setOptions);
+  set->footer("Example: tavexon-cli set DSC_0001.JPG --ifd 0th --tag 315 --type ASCII --value \"A. Photographer\"");
   set->add_option("--type", setOptions.type, "type name (SHORT, ASCII, ...) or number")->required();
   set->add_option("--value", setOptions.value, "the value; several values separated by ';'")->required();
   set->add_flag("--rebuild", setOptions.rebuild, "rebuild the whole Exif segment");
@@ -237,6 +242,7 @@ void CliSetRegister(CLI::App& app) {
   });
   CLI::App* remove = app.add_subcommand("delete", "Delete one tag and save the file");
   AddCommonOptions(remove, deleteOptions);
+  remove->footer("Example: tavexon-cli delete DSC_0001.JPG --ifd 0th --tag 315 --out copy.jpg");
   remove->callback([] {
     const int code = RunEdit(deleteOptions, false);
     if (code != CliSuccess) throw CLI::RuntimeError(code);

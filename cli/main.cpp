@@ -1,6 +1,8 @@
 // tavexon-cli: Tavexon's engine and batch tools from a terminal.
 #include <CLI/CLI.hpp>
 
+#include <cstdio>
+
 #include "cli/cli_output.h"
 #include "cli/commands.h"
 #include "shooting/engine_install.h"
@@ -19,8 +21,14 @@ int main(int argc, char** argv) {
   } catch (const CLI::RuntimeError& e) {
     return e.get_exit_code();
   } catch (const CLI::ParseError& e) {
-    const int code = app.exit(e);
-    return code == 0 ? CliSuccess : CliUsage;
+    if (e.get_exit_code() == 0) return app.exit(e);  // --help and --version
+    // A wrong option: what was wrong, and the usage line of the subcommand it was given to.
+    const std::vector<CLI::App*> chosen = app.get_subcommands();
+    const CLI::App* command = chosen.empty() ? &app : chosen.back();
+    const std::string name = chosen.empty() ? "tavexon-cli" : "tavexon-cli " + command->get_name();
+    std::fprintf(stderr, "%s: %s\n%s", name.c_str(), e.what(), CLI::Formatter().make_usage(command, name).c_str());
+    std::fprintf(stderr, "Run '%s --help' for the options.\n", name.c_str());
+    return CliUsage;
   }
   return CliSuccess;
 }

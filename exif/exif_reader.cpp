@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -43,6 +45,14 @@ bool PathHasNefName(const std::string& path) {
   std::string tail = path.substr(path.size() - 3);
   std::transform(tail.begin(), tail.end(), tail.begin(), [](unsigned char c) { return char(std::toupper(c)); });
   return tail == "NEF";
+}
+
+// A read the system refused replaces the code the scan pushed with the system's reason. A
+// folder opens for reading on POSIX systems and fails its first read with EISDIR: it is told
+// as an open failure, as a missing file is.
+void ReadRefused(int reason, const std::string& path) {
+  ErrorPop();
+  ErrorPushSystem(reason == EISDIR ? ErrFileOpen : ErrFileIo, reason, path);
 }
 
 }  // namespace
@@ -103,14 +113,17 @@ uint32_t JpegFindMarkerInBuffer(const uint8_t* bytes, uint32_t size, uint8_t mar
 int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
   FilePtr file(std::fopen(path.c_str(), "rb"));
   if (!file) {
-    ErrorPush(ErrFileOpen);
+    ErrorPushSystem(ErrFileOpen, errno, path);
     return 0;
   }
   // One read brings in the head, where the markers before APP1 and APP1 itself stand.
   std::setvbuf(file.get(), nullptr, _IOFBF, kDirectBlock);
+  errno = 0;
   const uint32_t found = JpegFindMarkerInFile(file.get(), kMarkerApp1);
   if (found != 1) {
-    if (found == ErrScanReached) {
+    if (std::ferror(file.get()) && errno != 0) {
+      ReadRefused(errno, path);
+    } else if (found == ErrScanReached) {
       ErrorPop();
       ErrorPush(ErrNoExif);
     }
@@ -139,7 +152,7 @@ int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
 int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size) {
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
-    ErrorPush(ErrFileOpen);
+    ErrorPushSystem(ErrFileOpen, errno, path);
     return 0;
   }
   std::vector<uint8_t> block(2 * kDirectBlock);
@@ -147,9 +160,12 @@ int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size)
   const uint32_t first = got > 0 ? uint32_t(got) : 0;
   uint32_t held = first;
   int result = 0;
+  const int reason = got < 0 ? errno : 0;
   const uint32_t marker = JpegFindMarkerInBuffer(block.data(), first, kMarkerApp1);
   if (marker == 0) {
-    if (ErrorPeek() == ErrScanReached) {
+    if (reason != 0) {
+      ReadRefused(reason, path);
+    } else if (ErrorPeek() == ErrScanReached) {
       ErrorPop();
       ErrorPush(ErrNoExif);
     }
@@ -183,7 +199,9 @@ int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size)
 
 int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
   out.reset();
-  std::vector<uint8_t> payload(kApp1PayloadMax);
+  // One buffer a thread, reused: a folder of thousands of files should not clear 64 KiB for
+  // each (the document copies what it needs).
+  static thread_local std::vector<uint8_t> payload(kApp1PayloadMax);
   uint32_t size = 0;
   if (ExifReadApp1(path, payload.data(), &size)) {
     if (!ExifCreateFromSegment(payload.data(), size, out)) return 0;
@@ -191,9 +209,8 @@ int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
     out->sourceKind = 1;
     return 1;
   }
-  const uint32_t error = ErrorPop();
-  ErrorPush(error);
-  if (error != ErrNotJpeg) return 0;
+  // The code stays on the stack with its detail for the caller.
+  if (ErrorPeek() != ErrNotJpeg) return 0;
 
   // A NEF file is a TIFF structure as a whole: the six header bytes in front of it give the
   // payload form every later step reads.
@@ -201,7 +218,7 @@ int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
   const uint64_t fileSize = std::filesystem::file_size(path, ec);
   FilePtr file(std::fopen(path.c_str(), "rb"));
   if (ec || !file) {
-    ErrorPush(ErrFileIo);
+    ErrorPushSystem(ErrFileIo, ec ? ec.value() : errno, path);
     return 0;
   }
   if (!PathHasNefName(path)) {
@@ -421,13 +438,17 @@ int ExifParse(ExifDocument* document) {
   return ok;
 }
 
-uint32_t ExifInspect(ExifDocumentPtr& document) {
+uint32_t ExifInspect(ExifDocumentPtr& document) { return ExifInspectKeepPartial(document, nullptr); }
+
+uint32_t ExifInspectKeepPartial(ExifDocumentPtr& document, ExifDocumentPtr* partial) {
   uint32_t error = 0;
   if (!ExifParse(document.get())) {
-    error = ErrorPop();
-    ErrorPush(error);
+    error = ErrorPeek();
     if (error != ErrThumbnail) {
-      document.reset();
+      if (partial)
+        *partial = std::move(document);
+      else
+        document.reset();
       return StatusParseFailed;
     }
   }

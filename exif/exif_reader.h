@@ -53,6 +53,10 @@ int ExifParseIfdLimited(const ExifContext* context, const uint8_t* bytes, uint32
                         IfdTable* table);
 int ExifParse(ExifDocument* document);
 uint32_t ExifInspect(ExifDocumentPtr& document);
+// ExifInspect, except that a document whose parse failed is not destroyed but handed to
+// *partial, holding the tables read before the failure (a tool can show them, marked as
+// partial; nothing may be saved from it). The result is StatusParseFailed as before.
+uint32_t ExifInspectKeepPartial(ExifDocumentPtr& document, ExifDocumentPtr* partial);
 uint32_t ExifCheckFile(const std::string& path, ExifDocumentPtr& out);
 uint32_t ExifCheckSegment(const uint8_t* bytes, uint32_t size, ExifDocumentPtr& out);
 uint32_t FileProbe(const std::string& path);

@@ -1,14 +1,17 @@
 #include "frame/error_stack.h"
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <thread>
 #include <vector>
 
+#include "frame/debug_log.h"
+
 namespace {
 
 struct ErrorRecord {
-  uint32_t code;
+  ErrorDetail detail;
   std::thread::id thread;
 };
 
@@ -16,6 +19,8 @@ struct ErrorRecord {
 // oldest records are the least useful, so they go first.
 constexpr size_t kErrorStackLimit = 4096;
 constexpr auto kErrorWait = std::chrono::milliseconds(100);
+
+std::atomic<uint64_t> errorDropped{0};
 
 std::timed_mutex& ErrorMutex() {
   static std::timed_mutex mutex;  // "Tavexon Debug Info"
@@ -27,37 +32,68 @@ std::vector<ErrorRecord>& ErrorRecords() {
   return records;
 }
 
+void ErrorDropped(uint32_t code, const char* why) {
+  errorDropped.fetch_add(1, std::memory_order_relaxed);
+  DebugLog("error stack: code %u dropped (%s)", code, why);
+}
+
+// The calling thread's newest record, or end() of the records.
+std::vector<ErrorRecord>::iterator ErrorNewest(std::vector<ErrorRecord>& records) {
+  const auto self = std::this_thread::get_id();
+  for (auto it = records.rbegin(); it != records.rend(); ++it)
+    if (it->thread == self) return std::next(it).base();
+  return records.end();
+}
+
 }  // namespace
 
 int ErrorPush(uint32_t code) {
+  ErrorDetail detail;
+  detail.code = code;
+  return ErrorPushDetail(std::move(detail));
+}
+
+int ErrorPushSystem(uint32_t code, int systemError, const std::string& path) {
+  return ErrorPushDetail({code, systemError, path, 0, {}});
+}
+
+int ErrorPushDetail(ErrorDetail detail) {
   std::unique_lock lock(ErrorMutex(), std::defer_lock);
-  if (!lock.try_lock_for(kErrorWait)) return 0;
+  if (!lock.try_lock_for(kErrorWait)) {
+    ErrorDropped(detail.code, "lock wait ran out");
+    return 0;
+  }
   auto& records = ErrorRecords();
-  if (records.size() >= kErrorStackLimit) records.erase(records.begin());
-  records.push_back({code, std::this_thread::get_id()});
+  if (records.size() >= kErrorStackLimit) {
+    ErrorDropped(records.front().detail.code, "stack full, oldest");
+    records.erase(records.begin());
+  }
+  records.push_back({std::move(detail), std::this_thread::get_id()});
   return 1;
 }
 
-uint32_t ErrorPop() {
+ErrorDetail ErrorPopDetail() {
   std::unique_lock lock(ErrorMutex(), std::defer_lock);
-  if (!lock.try_lock_for(kErrorWait)) return 0;
+  if (!lock.try_lock_for(kErrorWait)) return {};
   auto& records = ErrorRecords();
-  const auto self = std::this_thread::get_id();
-  for (auto it = records.rbegin(); it != records.rend(); ++it) {
-    if (it->thread == self) {
-      uint32_t code = it->code;
-      records.erase(std::next(it).base());
-      return code;
-    }
-  }
-  return 0;
+  const auto newest = ErrorNewest(records);
+  if (newest == records.end()) return {};
+  ErrorDetail detail = std::move(newest->detail);
+  records.erase(newest);
+  return detail;
 }
 
-uint32_t ErrorPeek() {
-  uint32_t code = ErrorPop();
-  if (code != 0) ErrorPush(code);
-  return code;
+uint32_t ErrorPop() { return ErrorPopDetail().code; }
+
+ErrorDetail ErrorPeekDetail() {
+  std::unique_lock lock(ErrorMutex(), std::defer_lock);
+  if (!lock.try_lock_for(kErrorWait)) return {};
+  auto& records = ErrorRecords();
+  const auto newest = ErrorNewest(records);
+  return newest == records.end() ? ErrorDetail{} : newest->detail;
 }
+
+uint32_t ErrorPeek() { return ErrorPeekDetail().code; }
 
 void ErrorClear() {
   std::unique_lock lock(ErrorMutex(), std::defer_lock);
@@ -71,3 +107,5 @@ void ErrorFreeAll() {
   std::lock_guard lock(ErrorMutex());
   ErrorRecords().clear();
 }
+
+uint64_t ErrorDroppedCount() { return errorDropped.load(std::memory_order_relaxed); }

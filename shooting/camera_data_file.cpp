@@ -1,5 +1,6 @@
 #include "shooting/camera_data_file.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -19,8 +20,62 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-// Drops the line end: a carriage return and a line feed alike end the text.
+// The layouts in ASCII, for the failure text.
+constexpr const char* kDataTypeNames[kDataTypeCount] = {"F6 detailed", "F6 simple", "F5 A",          "F5 B",
+                                                        "F5 C",        "F5 D",      "F100 detailed", "F100 simple"};
+
+// One line as the reader takes it: at most kLineBuffer - 1 bytes, through the line feed. The
+// length is kept, so that a NUL byte inside can be told from the line's end.
+struct DataLine {
+  char text[kLineBuffer];
+  size_t length = 0;
+  size_t firstNul = 0;    // from 1; 0 when the piece holds none
+  bool ended = false;     // the piece ends with its line feed
+  uint32_t fileLine = 1;  // the file's own line number: a long line read in pieces keeps it
+};
+
+bool CameraDataReadPiece(std::FILE* stream, DataLine& line) {
+  line.length = 0;
+  line.firstNul = 0;
+  line.ended = false;
+  int c = 0;
+  while (line.length < kLineBuffer - 1 && (c = std::getc(stream)) != EOF) {
+    line.text[line.length++] = char(c);
+    if (c == '\0' && line.firstNul == 0) line.firstNul = line.length;
+    if (c == '\n') {
+      line.ended = true;
+      break;
+    }
+  }
+  line.text[line.length] = '\0';
+  return line.length > 0;
+}
+
+// Drops the line end: a carriage return, a line feed (and a NUL byte) alike end the text.
 void CameraDataLineCut(char* line) { line[std::strcspn(line, "\r\n")] = '\0'; }
+
+// What was wrong with a line beyond its field count: why the count came out as it did.
+std::string CameraDataLineNote(const DataLine& line, uint32_t number) {
+  const bool utf16 = number == 1 && line.length >= 2 && ((uint8_t(line.text[0]) == 0xFF && uint8_t(line.text[1]) == 0xFE) ||
+                                                       (uint8_t(line.text[0]) == 0xFE && uint8_t(line.text[1]) == 0xFF));
+  if (utf16) return "; the file is UTF-16 text, the data reader writes one byte a character";
+  if (line.firstNul != 0)
+    return "; a NUL byte at column " + std::to_string(line.firstNul) + (line.firstNul <= 2 ? " (UTF-16 text?)" : "");
+  if (line.length == kLineBuffer - 1 && !line.ended)
+    return "; the line is longer than " + std::to_string(kLineBuffer - 1) + " bytes";
+  return {};
+}
+
+// Records why a line failed its field count.
+void CameraDataLineFailed(CameraDataFile* file, const DataLine& line, uint32_t number, uint32_t fields,
+                          uint32_t expected, bool atLeast) {
+  file->failure = {};
+  file->failure.path = file->path;
+  file->failure.line = line.fileLine;
+  file->failure.note = std::to_string(fields) + (fields == 1 ? " field, " : " fields, ") +
+                       (atLeast ? "at least " : "") + std::to_string(expected) + " expected for " +
+                       kDataTypeNames[file->dataType] + CameraDataLineNote(line, number);
+}
 
 // The number of commas, plus one for a line that is not empty.
 uint32_t CameraDataFieldCount(const char* line) {
@@ -42,15 +97,22 @@ int CameraDataAddFrame(CameraDataFile* file, char* line) {
   return 1;
 }
 
-int CameraDataReadLine(CameraDataFile* file, const DataTypeInfo& layout, uint32_t number, char* line) {
+int CameraDataReadLine(CameraDataFile* file, const DataTypeInfo& layout, uint32_t number, DataLine& piece) {
+  char* line = piece.text;
   const uint32_t fields = CameraDataFieldCount(line);
   if (number <= 2) {
-    if (fields < layout.minimumHeaderFields) return 0;
+    if (fields < layout.minimumHeaderFields) {
+      CameraDataLineFailed(file, piece, number, fields, layout.minimumHeaderFields, true);
+      return 0;
+    }
     if (number == 2) return ParseShootingFields(kHeaderFields, line, &file->header, file->dataType);
     return 1;
   }
   // The title line is checked like a frame line although it is not kept.
-  if (fields != layout.columns) return 0;
+  if (fields != layout.columns) {
+    CameraDataLineFailed(file, piece, number, fields, layout.columns, false);
+    return 0;
+  }
   return number == 3 ? 1 : CameraDataAddFrame(file, line);
 }
 
@@ -79,20 +141,29 @@ int CameraDataFileRead(CameraDataFile* file, uint32_t dataType) {
     ErrorPush(ErrInvalidArgument);
     return 0;
   }
+  file->failure = {};
   FileHandle stream(std::fopen(file->path.c_str(), "rb"));
   if (!stream) {
-    ErrorPush(ErrFileOpen);
+    file->failure = {ErrFileOpen, errno, file->path, 0, {}};
+    ErrorPushDetail(file->failure);
     return 0;
   }
   // A second read starts afresh rather than adding the frames twice.
   file->frameCount = 0;
   file->frames.clear();
-  char line[kLineBuffer];
-  for (uint32_t number = 1; std::fgets(line, kLineBuffer, stream.get()) != nullptr; ++number) {
-    CameraDataLineCut(line);
-    if (!CameraDataReadLine(file, *layout, number, line)) return 0;
+  // Lines are taken as fgets takes them into 1,024 bytes; the piece keeps its length.
+  auto line = std::make_unique<DataLine>();
+  for (uint32_t number = 1; CameraDataReadPiece(stream.get(), *line); ++number) {
+    CameraDataLineCut(line->text);
+    if (!CameraDataReadLine(file, *layout, number, *line)) return 0;
+    if (line->ended) ++line->fileLine;
   }
   return 1;
+}
+
+std::string CameraDataFileFailureText(const CameraDataFile* file) {
+  if (file == nullptr || file->failure.line == 0) return {};
+  return "line " + std::to_string(file->failure.line) + ": " + file->failure.note;
 }
 
 uint32_t CameraDataFileFrameCount(const CameraDataFile* file) { return file ? file->frameCount : 0; }

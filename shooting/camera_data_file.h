@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "exif/exif_document.h"
+#include "frame/error_stack.h"
 
 // One frame: an ASCII entry for every row of the frame table, in table order; a column the
 // layout lacks is an empty text of count 1. Consumers test count above 1 for content.
@@ -23,6 +24,10 @@ struct CameraDataFile {
   uint32_t dataType = 0;
   TagList header;                       // the four header fields, from line 2
   std::vector<ShootingRecord> frames;   // one per frame line
+  // Why the last read failed, for the user beyond message 73: the line (from 1, counting the
+  // file's own line ends) and what was expected there; or errno and the path when the file
+  // could not be opened. Cleared by a read that succeeds.
+  ErrorDetail failure;
 };
 
 void CameraDataFileDestroy(CameraDataFile* file);
@@ -34,10 +39,15 @@ using CameraDataFilePtr = std::unique_ptr<CameraDataFile, CameraDataFileDeleter>
 // An empty record for the file at path; nullptr when the path is not a regular file.
 CameraDataFilePtr CameraDataFileCreate(const char* path);
 
-// Reads the file as data type dataType (stored first). Returns 1, or 0: 1026 when the file
-// cannot be opened, 769 when memory runs out, and no code for a wrong field count. A failure
-// leaves the record partly filled.
+// Reads the file as data type dataType (stored first). Returns 1, or 0: 1026 (with errno and
+// the path) when the file cannot be opened, 769 when memory runs out, and no code for a wrong
+// field count, whose line and expectation `failure` keeps. A failure leaves the record partly
+// filled.
 int CameraDataFileRead(CameraDataFile* file, uint32_t dataType);
+
+// The failure of the last read as one line of ASCII: "line 5: 8 fields, 17 expected for F6
+// detailed"; empty when the read did not fail at a line. Shown after message 73.
+std::string CameraDataFileFailureText(const CameraDataFile* file);
 
 uint32_t CameraDataFileFrameCount(const CameraDataFile* file);
 
