@@ -333,6 +333,15 @@ int FormatExifRational(const TagEntry& entry, Output& out) {
       break;
     case 41988:  // DigitalZoomRatio
     case 41991:
+    // Measures of later editions, read as numbers: the environment, the lens, the gamma.
+    case 37888:
+    case 37889:
+    case 37890:
+    case 37891:
+    case 37892:
+    case 37893:
+    case 42034:
+    case 42240:
       return FormatValueInto(&entry, out, 1);
     default:
       return FormatValueInto(&entry, out, 0);
@@ -531,6 +540,7 @@ int FormatGpsInto(const TagEntry* entry, Output& out) {
   if (IsByteType(entry->type)) return FormatGpsBytes(*entry, out);
   if (entry->type == TypeAscii) return FormatGpsAscii(*entry, out);
   if (IsRationalType(entry->type)) return FormatGpsRational(*entry, out);
+  if (IsWordType(entry->type) && FormatCode(*entry, IfdGps, out)) return out.Done();
   return FormatValueInto(entry, out, 0);
 }
 
