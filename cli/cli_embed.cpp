@@ -54,8 +54,8 @@ void ApplyLibraryOptions(const EmbedOptions& options, EmbedRequest* request) {
 void PrintBlankSecondsHint(uint32_t files) {
   if (files == 0) return;
   std::fprintf(stderr,
-               "hint: %u capture times (DateTimeOriginal) end in blank seconds, which strict date readers "
-               "refuse; --time-padding zeros writes them as 00\n",
+               "hint: the capture time (DateTimeOriginal) of %u files ends in blank seconds, which strict date "
+               "readers refuse; --time-padding zeros writes 00\n",
                files);
 }
 
