@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,13 +25,9 @@ using nlohmann::json;
 fs::path Samples() { return fs::path(TAVEXON_SAMPLES_DIR); }
 
 fs::path CopyScans(const testsupport::ScratchDir& scratch, const std::string& name) {
-  const fs::path roll = scratch / name;
-  fs::create_directory(roll);
-  for (const fs::path& scan : testsupport::FilesUnder(Samples() / "scans")) {
-    fs::copy_file(scan, roll / scan.filename());
-    fs::permissions(roll / scan.filename(), fs::perms::owner_read | fs::perms::owner_write);
-  }
-  return roll;
+  fs::copy(Samples() / "scans", scratch / name);
+  testsupport::RunCommand("chmod -R u+w " + Quoted(scratch / name));
+  return scratch / name;
 }
 
 CliRun Embed(const testsupport::ScratchDir& scratch, const fs::path& roll, const std::string& options) {
@@ -41,12 +39,6 @@ CliRun Embed(const testsupport::ScratchDir& scratch, const fs::path& roll, const
 
 std::string Sha256(const std::string& shellFiles) {
   return testsupport::RunCommand("cat " + shellFiles + " | sha256sum").substr(0, 64);
-}
-
-size_t Occurrences(const std::string& text, const std::string& part) {
-  size_t count = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
 }
 
 // The tags of later Exif editions: the only dump rows whose name may differ from before.
@@ -72,7 +64,8 @@ TEST(CliLibrary, EmbeddedRollReadsCleanlyAndTheDefaultsStayByteIdentical) {
     const CliRun run = Embed(scratch, roll, options);
     EXPECT_EQ(run.status, 0) << run.output;
     EXPECT_EQ(Sha256(Quoted(roll) + "/*.jpg"), kBefore) << options;
-    EXPECT_EQ(Occurrences(run.err, "--time-padding zeros"), 1u) << run.err;
+    const size_t hint = run.err.find("hint: the capture time");
+    EXPECT_TRUE(hint != std::string::npos && hint == run.err.rfind("hint:")) << run.err;  // one hint line
   }
   const fs::path roll = CopyScans(scratch, "library");
   const CliRun run = Embed(scratch, roll, "--time-padding zeros --lens-tags --film-in description --flash omit");
@@ -87,19 +80,18 @@ TEST(CliLibrary, EmbeddedRollReadsCleanlyAndTheDefaultsStayByteIdentical) {
       "exiftool -j -n -EXIF:DateTimeOriginal -EXIF:LensModel -EXIF:LensInfo -EXIF:ImageDescription -EXIF:Flash "
       "-EXIF:FocalLength " + files));
   ASSERT_EQ(tags.size(), 36u);
-  std::string dates;
+  std::string dates;  // one a line, for printf
   for (const json& file : tags) {
-    dates += file.value("DateTimeOriginal", "") + "\n";
+    dates += file.value("DateTimeOriginal", "") + "\\n";
     const bool wide = file.value("FocalLength", 0.0) == 35.0;  // the roll's 35 mm and 105 mm lenses
     EXPECT_EQ(file.value("LensModel", ""), wide ? "35mm F1.8" : "105mm F2.5");
     EXPECT_EQ(file.value("LensInfo", ""), wide ? "35 35 1.8 1.8" : "105 105 2.5 2.5");
     EXPECT_EQ(file.value("ImageDescription", ""), "Kodak Portra 400");
     EXPECT_FALSE(file.contains("Flash")) << "no frame of the roll had a speedlight on";
   }
-  testsupport::WriteBytes(scratch / "dates.txt", std::vector<unsigned char>(dates.begin(), dates.end()));
   const std::string parsed = testsupport::RunCommand(
-      "python3 -c \"import sys, datetime; print(len([datetime.datetime.strptime(v, '%Y:%m:%d %H:%M:%S') "
-      "for v in sys.stdin.read().split('\\n') if v]))\" < " + Quoted(scratch / "dates.txt"));
+      "printf '" + dates + "' | python3 -c \"import sys, datetime; print(len([datetime.datetime.strptime(v, "
+      "'%Y:%m:%d %H:%M:%S') for v in sys.stdin.read().splitlines()]))\"");
   EXPECT_EQ(parsed, "36\n");
 }
 
@@ -115,7 +107,7 @@ TEST(CliLibrary, LaterExifTagsGainNamesAndNoOtherRowChanges) {
     for (const json& document : dump)
       for (const json& ifd : document.value("ifds", json::array())) {
         const std::string kind = ifd.value("kind", "");
-        if (kind != "0th" && kind != "1st" && kind != "exif" && kind != "gps" && kind != "interop") continue;
+        if (std::string(" 0th 1st exif gps interop ").find(" " + kind + " ") == std::string::npos) continue;
         for (const json& tag : ifd["tags"]) {
           const std::string name = tag.value("name", "");
           if (LaterTag(kind, tag.value("tag", 0u))) {
@@ -134,10 +126,8 @@ TEST(CliLibrary, LaterExifTagsGainNamesAndNoOtherRowChanges) {
   // Every other row of the five IFDs, sorted, as the dump gave it before the later tags had
   // rows (2,741 rows over the corpus).
   std::sort(rows.begin(), rows.end());
-  std::string joined;
-  for (const std::string& row : rows) joined += row;
   testsupport::ScratchDir scratch;
-  testsupport::WriteBytes(scratch / "rows.txt", std::vector<unsigned char>(joined.begin(), joined.end()));
+  std::ofstream(scratch / "rows.txt", std::ios::binary) << std::accumulate(rows.begin(), rows.end(), std::string());
   EXPECT_EQ(rows.size(), 2741u);
   EXPECT_EQ(Sha256(Quoted(scratch / "rows.txt")), "4434f3af54b04dd19d175b023b0b3ca89ae204bf295740a066c3df3c514c5e8d");
 }
