@@ -195,7 +195,7 @@ void CliEmbedRegister(CLI::App& app) {
       ->required();
   embed->add_option("--maker", options.maker, "Make (tag 271)");
   embed->add_option("--camera", options.camera, "Model (tag 272)");
-  embed->add_option("--film", options.film, "film name, written with the private tags");
+  embed->add_option("--film", options.film, "film name, written with the private tags and as --film-in says");
   embed->add_flag("--private-tags", options.privateTags, "also write the private tags of every field");
   embed->add_flag("--keep-software", options.keepSoftware, "leave the Software tag as it is");
   embed->add_flag("--dry-run", options.dryRun, "print the pairing of files and frames, write nothing");
@@ -206,7 +206,7 @@ void CliEmbedRegister(CLI::App& app) {
                     "omit: write Flash only where the data says the flash fired (default: FLASHOMIT, described)")
       ->check(CLI::IsMember({"described", "omit"}));
   embed->add_flag("--lens-tags", options.lensTags,
-                  "also write LensSpecification, LensModel and LensMake (default: LENSTAGS, off)");
+                  "also write LensSpecification, LensModel and LensMake, raising ExifVersion to 0230 (default: LENSTAGS, off)");
   embed->add_option("--film-in", options.filmIn,
                     "also write the film name into ImageDescription or UserComment (default: FILMIN, none)")
       ->check(CLI::IsMember({"description", "comment", "none"}));
