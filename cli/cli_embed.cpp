@@ -33,7 +33,33 @@ struct EmbedOptions {
   bool privateTags = false;
   bool keepSoftware = false;
   bool dryRun = false;
+  // For photo libraries; empty or false: as the settings hold them.
+  std::string timePadding;
+  std::string flash;
+  bool lensTags = false;
+  std::string filmIn;
 };
+
+// The photo library options of a run: the settings, overridden by what the command names.
+void ApplyLibraryOptions(const EmbedOptions& options, EmbedRequest* request) {
+  const EmbedWindowOptions stored = EmbedWindowOptionsLoad();
+  request->timePadding = options.timePadding.empty() ? -1 : options.timePadding == "zeros" ? 1 : 0;
+  request->flashOmit = options.flash.empty() ? stored.flashOmit : options.flash == "omit";
+  request->lensTags = options.lensTags || stored.lensTags;
+  request->filmIn = options.filmIn.empty()             ? stored.filmIn
+                    : options.filmIn == "description" ? EmbedFilmInDescription
+                    : options.filmIn == "comment"     ? EmbedFilmInComment
+                                                      : EmbedFilmNone;
+}
+
+// The one line that tells of capture times strict readers refuse, and the option that mends them.
+void PrintBlankSecondsHint(uint32_t files) {
+  if (files == 0) return;
+  std::fprintf(stderr,
+               "hint: the capture time (DateTimeOriginal) of %u files ends in blank seconds, which strict date "
+               "readers refuse; --time-padding zeros writes 00\n",
+               files);
+}
 
 // The ASCII names of the eight layouts, in data type order.
 constexpr const char* kTypeAliases[kDataTypeCount] = {"f6-detailed", "f6-simple", "f5-a",          "f5-b",
@@ -74,9 +100,11 @@ std::string FieldText(const ShootingRecord& record, uint16_t tag) {
   return entry ? Utf8FromCp932(reinterpret_cast<const char*>(entry->Data())) : "-";
 }
 
-std::string OriginalDate(const CameraDataFile* data, uint32_t frame) {
+std::string OriginalDate(const CameraDataFile* data, uint32_t frame, const ShootingExifOptions& exifOptions,
+                         uint32_t* blankSeconds) {
   TagList tags;
-  ShootingRecordToExif(data, frame, &tags);
+  ShootingRecordToExif(data, frame, exifOptions, &tags);
+  if (ShootingBlankSeconds(tags)) ++*blankSeconds;
   for (const TagEntry& entry : tags)
     if (entry.tag == TagDateTimeOriginal) return reinterpret_cast<const char*>(entry.Data());
   return "-";
@@ -112,6 +140,9 @@ int RunDryRun(const EmbedOptions& options, uint32_t dataType) {
   }
   const uint32_t frames = CameraDataFileFrameCount(data.get());
   const size_t rows = std::max<size_t>(frames, size_t(files));
+  ShootingExifOptions exifOptions = ShootingExifOptionsLoad();
+  if (!options.timePadding.empty()) exifOptions.timePadding = options.timePadding == "zeros" ? 1 : 0;
+  uint32_t blankSeconds = 0;
   std::printf("%-32s %5s %8s %6s %7s  %s\n", "file", "frame", "shutter", "f", "focal", "DateTimeOriginal");
   for (size_t i = 0; i < rows; ++i) {
     const std::string file = i < size_t(files) ? PathFileName((*list->entries)[i].path) : "-";
@@ -122,9 +153,11 @@ int RunDryRun(const EmbedOptions& options, uint32_t dataType) {
     const ShootingRecord& record = data->frames[i];
     std::printf("%-32s %5s %8s %6s %7s  %s\n", file.c_str(), FieldText(record, TagFrameNumber).c_str(),
                 FieldText(record, TagShutterSpeed).c_str(), FieldText(record, TagAperture).c_str(),
-                FieldText(record, TagFocalLength).c_str(), OriginalDate(data.get(), uint32_t(i)).c_str());
+                FieldText(record, TagFocalLength).c_str(),
+                OriginalDate(data.get(), uint32_t(i), exifOptions, &blankSeconds).c_str());
   }
   std::printf("frames: %u, files: %d\n", frames, files);
+  PrintBlankSecondsHint(blankSeconds);
   if (frames == uint32_t(files)) return CliSuccess;
   std::fprintf(stderr, "%s", Utf8FromCp932(MessageFormat(75, int(frames), files)).c_str());
   return CliFailure;
@@ -149,6 +182,7 @@ int RunEmbed(const EmbedOptions& options) {
   request.dataType = dataType;
   request.privateTags = options.privateTags;
   request.keepSoftware = options.keepSoftware;
+  ApplyLibraryOptions(options, &request);
   RunReport report;
   report.terminal = isatty(STDERR_FILENO) != 0;
   Prompt prompt{ShowMessage, &report};
@@ -158,6 +192,10 @@ int RunEmbed(const EmbedOptions& options) {
   const uint32_t written = EmbedJobState().written;
   for (uint32_t i = 0; i < written && i < report.reached.size(); ++i)
     std::printf("written: %s\n", report.reached[i].c_str());
+  PrintBlankSecondsHint(EmbedJobState().blankSeconds);
+  if (const uint32_t kept = EmbedJobState().filmKept)
+    std::fprintf(stderr, "note: %u files kept their own %s; the film name was not written there\n", kept,
+                 request.filmIn == EmbedFilmInComment ? "UserComment" : "ImageDescription");
   if (done == 1) return CliSuccess;
   if (written < report.reached.size()) CliReportFailure(report.reached[written], ErrorPop(), 5);
   std::printf("written: %u of %zu\n", written, report.reached.size());
@@ -177,10 +215,21 @@ void CliEmbedRegister(CLI::App& app) {
       ->required();
   embed->add_option("--maker", options.maker, "Make (tag 271)");
   embed->add_option("--camera", options.camera, "Model (tag 272)");
-  embed->add_option("--film", options.film, "film name, written with the private tags");
+  embed->add_option("--film", options.film, "film name, written with the private tags and as --film-in says");
   embed->add_flag("--private-tags", options.privateTags, "also write the private tags of every field");
   embed->add_flag("--keep-software", options.keepSoftware, "leave the Software tag as it is");
   embed->add_flag("--dry-run", options.dryRun, "print the pairing of files and frames, write nothing");
+  embed->add_option("--time-padding", options.timePadding,
+                    "an unknown part of the capture time as zeros or blanks (default: TIMEPADDING, blanks)")
+      ->check(CLI::IsMember({"zeros", "blanks"}));
+  embed->add_option("--flash", options.flash,
+                    "omit: write Flash only where the data says the flash fired (default: FLASHOMIT, described)")
+      ->check(CLI::IsMember({"described", "omit"}));
+  embed->add_flag("--lens-tags", options.lensTags,
+                  "also write LensSpecification, LensModel and LensMake, raising ExifVersion to 0230 (default: LENSTAGS, off)");
+  embed->add_option("--film-in", options.filmIn,
+                    "also write the film name into ImageDescription or UserComment (default: FILMIN, none)")
+      ->check(CLI::IsMember({"description", "comment", "none"}));
   embed->callback([] {
     const int code = RunEmbed(options);
     if (code != CliSuccess) throw CLI::RuntimeError(code);

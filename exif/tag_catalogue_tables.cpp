@@ -59,7 +59,7 @@ constexpr std::array<TagDefinition, 30 + 1> ThumbnailRows() {
 constexpr std::array<TagDefinition, 30 + 1> kThumbnailRows = ThumbnailRows();
 
 // The Exif IFD.
-constexpr std::array<TagDefinition, 55 + 1> kExifRows = {{
+constexpr std::array<TagDefinition, 55 + 35 + 1> kExifRows = {{
     {33434, TypeRational, 1, "露出時間", "ExposureTime"},
     {33437, TypeRational, 1, "Fﾅﾝﾊﾞｰ", "FNumber"},
     {34850, TypeShort, 1, "露出ﾌﾟﾛｸﾞﾗﾑ", "ExposureProgram"},
@@ -115,11 +115,47 @@ constexpr std::array<TagDefinition, 55 + 1> kExifRows = {{
     {41995, TypeUndefined, 0, "DeviceSettingDescription", "DeviceSettingDescription"},
     {41996, TypeShort, 1, "被写体の距離範囲", "SubjectDistanceRange"},
     {59933, TypeLong, 1, "OffsetSchema", "OffsetSchema"},
+    // The tags of later Exif editions, after the program's own rows.
+    {34864, TypeShort, 1, "感度種別", "SensitivityType"},
+    {34865, TypeLong, 1, "標準出力感度", "StandardOutputSensitivity"},
+    {34866, TypeLong, 1, "推奨露光指数", "RecommendedExposureIndex"},
+    {34867, TypeLong, 1, "ISOｽﾋﾟｰﾄﾞ", "ISOSpeed"},
+    {34868, TypeLong, 1, "ISOｽﾋﾟｰﾄﾞﾗﾁﾁｭｰﾄﾞyyy", "ISOSpeedLatitudeyyy"},
+    {34869, TypeLong, 1, "ISOｽﾋﾟｰﾄﾞﾗﾁﾁｭｰﾄﾞzzz", "ISOSpeedLatitudezzz"},
+    {36880, TypeAscii, 7, "ﾌｧｲﾙ変更日時の時差", "OffsetTime"},
+    {36881, TypeAscii, 7, "原画像ﾃﾞｰﾀの生成日時の時差", "OffsetTimeOriginal"},
+    {36882, TypeAscii, 7, "ﾃﾞｼﾞﾀﾙﾃﾞｰﾀの作成日時の時差", "OffsetTimeDigitized"},
+    {37396, TypeShort, 0, "被写体領域", "SubjectArea"},
+    {37888, TypeSRational, 1, "温度", "Temperature"},
+    {37889, TypeRational, 1, "湿度", "Humidity"},
+    {37890, TypeRational, 1, "気圧", "Pressure"},
+    {37891, TypeSRational, 1, "水深", "WaterDepth"},
+    {37892, TypeRational, 1, "加速度", "Acceleration"},
+    {37893, TypeSRational, 1, "ｶﾒﾗの仰俯角", "CameraElevationAngle"},
+    {40964, TypeAscii, 13, "関連音声ﾌｧｲﾙ", "RelatedSoundFile"},
+    {42016, TypeAscii, 33, "画像ﾕﾆｰｸID", "ImageUniqueID"},
+    {42032, TypeAscii, 0, "ｶﾒﾗ所有者名", "CameraOwnerName"},
+    {42033, TypeAscii, 0, "ｶﾒﾗｼﾘｱﾙ番号", "BodySerialNumber"},
+    {42034, TypeRational, 4, "ﾚﾝｽﾞの仕様情報", "LensSpecification"},
+    {42035, TypeAscii, 0, "ﾚﾝｽﾞのﾒｰｶｰ名", "LensMake"},
+    {42036, TypeAscii, 0, "ﾚﾝｽﾞのﾓﾃﾞﾙ名", "LensModel"},
+    {42037, TypeAscii, 0, "ﾚﾝｽﾞｼﾘｱﾙ番号", "LensSerialNumber"},
+    {42038, TypeAscii, 0, "画像の題名", "ImageTitle"},
+    {42039, TypeAscii, 0, "撮影者名", "Photographer"},
+    {42040, TypeAscii, 0, "画像編集者名", "ImageEditor"},
+    {42041, TypeAscii, 0, "ｶﾒﾗのﾌｧｰﾑｳｪｱ", "CameraFirmware"},
+    {42042, TypeAscii, 0, "RAW現像ｿﾌﾄｳｪｱ", "RAWDevelopingSoftware"},
+    {42043, TypeAscii, 0, "画像編集ｿﾌﾄｳｪｱ", "ImageEditingSoftware"},
+    {42044, TypeAscii, 0, "ﾒﾀﾃﾞｰﾀ編集ｿﾌﾄｳｪｱ", "MetadataEditingSoftware"},
+    {42080, TypeShort, 1, "合成画像", "CompositeImage"},
+    {42081, TypeShort, 2, "合成画像の元画像数", "SourceImageNumberOfCompositeImage"},
+    {42082, TypeUndefined, 0, "合成画像の元画像の露出時間", "SourceExposureTimesOfCompositeImage"},
+    {42240, TypeRational, 1, "再生ｶﾞﾝﾏ", "Gamma"},
     kEndRow,
 }};
 
 // The GPS IFD.
-constexpr std::array<TagDefinition, 27 + 1> kGpsRows = {{
+constexpr std::array<TagDefinition, 27 + 5 + 1> kGpsRows = {{
     {0, TypeByte, 4, "GPS ﾀｸﾞのﾊﾞｰｼﾞｮﾝ", "GPSVersionID"},
     {1, TypeAscii, 2, "北緯(N)or 南緯(S)", "GPSLatitudeRef"},
     {2, TypeRational, 3, "緯度（数値）", "GPSLatitude"},
@@ -147,13 +183,23 @@ constexpr std::array<TagDefinition, 27 + 1> kGpsRows = {{
     {24, TypeRational, 1, "目的の方角（数値）", "GPSDestBearing"},
     {25, TypeAscii, 2, "目的地までの距離の単位", "GPSDestDistanceRef"},
     {26, TypeRational, 1, "目的地までの距離（数値）", "GPSDestDistance"},
+    // Later editions.
+    {27, TypeUndefined, 0, "測位方式の名称", "GPSProcessingMethod"},
+    {28, TypeUndefined, 0, "測位地点の名称", "GPSAreaInformation"},
+    {29, TypeAscii, 11, "GPS日付", "GPSDateStamp"},
+    {30, TypeShort, 1, "GPS補正測位", "GPSDifferential"},
+    {31, TypeRational, 1, "水平方向測位誤差", "GPSHPositioningError"},
     kEndRow,
 }};
 
 // The Interoperability IFD.
-constexpr std::array<TagDefinition, 2 + 1> kInteropRows = {{
+constexpr std::array<TagDefinition, 2 + 3 + 1> kInteropRows = {{
     {1, TypeAscii, 0, "互換性識別子", "InteroperabilityIndex"},
     {2, TypeUndefined, 0, "ﾊﾞｰｼﾞｮﾝ", "Version"},
+    // The related image of the camera file system's interoperability rules.
+    {4096, TypeAscii, 0, "関連画像ﾌｧｲﾙ形式", "RelatedImageFileFormat"},
+    {4097, TypeLong, 1, "関連画像の幅", "RelatedImageWidth"},
+    {4098, TypeLong, 1, "関連画像の高さ", "RelatedImageLength"},
     kEndRow,
 }};
 
@@ -167,6 +213,18 @@ constexpr bool WellFormed(const std::array<TagDefinition, N>& rows) {
 }
 static_assert(WellFormed(kPrimaryRows) && WellFormed(kThumbnailRows) && WellFormed(kExifRows) &&
               WellFormed(kGpsRows) && WellFormed(kInteropRows));
+// No tag has two rows in one table: a second row could never be found.
+template <size_t N>
+constexpr bool Distinct(const std::array<TagDefinition, N>& rows) {
+  for (size_t i = 0; i + 1 < N; ++i)
+    for (size_t j = i + 1; j + 1 < N; ++j)
+      if (rows[i].tag == rows[j].tag) return false;
+  return true;
+}
+static_assert(Distinct(kPrimaryRows) && Distinct(kExifRows) && Distinct(kGpsRows) && Distinct(kInteropRows));
+// The tags of later editions follow the program's own rows, which keep their places.
+static_assert(kExifRows[54].tag == 59933 && kExifRows[55].tag == 34864 && kGpsRows[26].tag == 26 &&
+              kInteropRows[1].tag == 2);
 static_assert(kPrimaryRows[30].tag == TagExifIfdPointer && kPrimaryRows[31].tag == TagGpsIfdPointer,
               "the two pointer rows close the 0th IFD table");
 

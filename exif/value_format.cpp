@@ -290,6 +290,25 @@ Piece EvText(const Rational& r) {
   return Format("%.1fEV", Quotient(r));
 }
 
+// One item of LensSpecification: whole millimetres or F-numbers plain, others with one
+// decimal, and the unknown value (0/0, and the 0/1 some cameras write) as "?".
+Piece LensItem(const TagEntry& entry, uint32_t i) {
+  const uint32_t n = entry.U32(2 * i);
+  const uint32_t d = entry.U32(2 * i + 1);
+  if (n == 0 || d == 0) return Format("?");
+  if (n % d == 0) return Format("%u", n / d);
+  return Format("%.1f", double(n) / double(d));
+}
+
+// LensSpecification (42034) as a lens is named: "24-70mm F2.8", "70-300mm F4.5-5.6".
+Piece LensSpecificationText(const TagEntry& entry) {
+  const Piece shortest = LensItem(entry, 0), longest = LensItem(entry, 1);
+  const Piece wide = LensItem(entry, 2), tele = LensItem(entry, 3);
+  const bool zoom = shortest.view() != longest.view(), varies = wide.view() != tele.view();
+  return Format("%s%s%smm F%s%s%s", shortest.bytes.data(), zoom ? "-" : "", zoom ? longest.bytes.data() : "",
+                wide.bytes.data(), varies ? "-" : "", varies ? tele.bytes.data() : "");
+}
+
 int FormatExifRational(const TagEntry& entry, Output& out) {
   const Rational r = RationalAt(entry, 0);
   uint32_t words[2] = {entry.U32(0), entry.U32(1)};
@@ -331,8 +350,20 @@ int FormatExifRational(const TagEntry& entry, Output& out) {
               : DividesExactly(r) ? Format("%lldmm", (long long)(r.numerator / r.denominator))
                                   : Format("%.1fmm", Quotient(r));
       break;
+    case 42034:  // LensSpecification
+      if (entry.type != TypeRational || ElementCount(entry) < 4) return FormatValueInto(&entry, out, 1);
+      piece = LensSpecificationText(entry);
+      break;
     case 41988:  // DigitalZoomRatio
     case 41991:
+    // Measures of later editions, read as numbers: the environment and the gamma.
+    case 37888:
+    case 37889:
+    case 37890:
+    case 37891:
+    case 37892:
+    case 37893:
+    case 42240:
       return FormatValueInto(&entry, out, 1);
     default:
       return FormatValueInto(&entry, out, 0);
@@ -531,6 +562,7 @@ int FormatGpsInto(const TagEntry* entry, Output& out) {
   if (IsByteType(entry->type)) return FormatGpsBytes(*entry, out);
   if (entry->type == TypeAscii) return FormatGpsAscii(*entry, out);
   if (IsRationalType(entry->type)) return FormatGpsRational(*entry, out);
+  if (IsWordType(entry->type) && FormatCode(*entry, IfdGps, out)) return out.Done();
   return FormatValueInto(entry, out, 0);
 }
 

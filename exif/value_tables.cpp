@@ -178,7 +178,29 @@ constexpr ValueText kSceneType[] = {
     {1, "直接撮影された画像"},
 };
 
+// Exif IFD, tags of later editions.
+constexpr ValueText kSensitivityType[] = {
+    {0, "不明"},
+    {1, "SOS"},
+    {2, "REI"},
+    {3, "ISOｽﾋﾟｰﾄﾞ"},
+    {4, "SOS,REI"},
+    {5, "SOS,ISOｽﾋﾟｰﾄﾞ"},
+    {6, "REI,ISOｽﾋﾟｰﾄﾞ"},
+    {7, "SOS,REI,ISOｽﾋﾟｰﾄﾞ"},
+};
+constexpr ValueText kCompositeImage[] = {
+    {0, "不明"},
+    {1, "非合成画像"},
+    {2, "一般合成画像"},
+    {3, "撮影時合成画像"},
+};
+
 // GPS IFD.
+constexpr ValueText kGpsDifferential[] = {
+    {0, "補正なし"},
+    {1, "ﾃﾞｨﾌｧﾚﾝｼｬﾙ補正あり"},
+};
 constexpr ValueText kAltitudeRef[] = {
     {0, "海抜基準"},
 };
@@ -239,9 +261,12 @@ constexpr ValueTable kTables[] = {
     Table(3, GroupWord, 41993, kSaturation, kUnknown),
     Table(3, GroupWord, 41994, kSharpness, kUnknown),
     Table(3, GroupWord, 41996, kDistanceRange, kUnknown),
+    Table(3, GroupWord, 34864, kSensitivityType, kUnknown),
+    Table(3, GroupWord, 42080, kCompositeImage, kUnknown),
     Table(3, GroupByte, 41728, kFileSource, kUnknown),
     Table(3, GroupByte, 41729, kSceneType, kUnknown),
     Table(5, GroupByte, 5, kAltitudeRef, kUnknown),
+    Table(5, GroupWord, 30, kGpsDifferential, kUnknown),
     Table(5, GroupLetter, 1, kLatitudeRef, nullptr),
     Table(5, GroupLetter, 19, kLatitudeRef, nullptr),
     Table(5, GroupLetter, 3, kLongitudeRef, nullptr),
@@ -254,7 +279,7 @@ constexpr ValueTable kTables[] = {
     Table(5, GroupLetter, 16, kDirectionRef, nullptr),
     Table(5, GroupLetter, 23, kDirectionRef, nullptr),
 };
-static_assert(std::size(kTables) == 36);
+static_assert(std::size(kTables) == 39);
 static_assert(std::size(kFlash) == 22 && std::size(kLightSource) == 21 && std::size(kOrientation) == 8);
 
 }  // namespace

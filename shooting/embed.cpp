@@ -2,12 +2,14 @@
 #include "shooting/embed.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
 #include "makernote/makernote_save.h"
+#include "shooting/library_tags.h"
 #include "shooting/shooting_fields.h"
 #include "shooting/shooting_to_exif.h"
 #include "shooting/shooting_to_makernote.h"
@@ -82,12 +84,61 @@ int QueueMakerNote(ExifDocument* document, const CameraDataFile* dataFile, uint3
   return ShootingQueueList(document, kNikonMainTableKind, entries);
 }
 
+// The mapping's options from the flags; with neither time bit "TIMEPADDING" decides.
+ShootingExifOptions ExifOptionsOf(EmbedFlags flags) {
+  ShootingExifOptions options = ShootingExifOptionsLoad();
+  if (flags & EmbedTimeZeros)
+    options.timePadding = 1;
+  else if (flags & EmbedTimeBlanks)
+    options.timePadding = 0;
+  options.flashOmit = (flags & EmbedFlashOmit) != 0;
+  return options;
+}
+
+// The film name of the header also as ImageDescription or UserComment. A text the file holds
+// already is the user's and stays: the film goes there only when the tag is absent, blank or
+// already the film.
+int QueueFilm(ExifDocument* document, const CameraDataFile* dataFile, EmbedFlags flags) {
+  const bool description = (flags & EmbedFilmDescription) != 0;
+  if (!description && !(flags & EmbedFilmComment)) return 1;
+  const TagEntry* film = ShootingFieldText(dataFile->header, TagFilmName);
+  if (!film) return 1;
+  const std::string text = reinterpret_cast<const char*>(film->Data());
+  const uint32_t kind = description ? IfdPrimary : IfdExif;
+  const uint16_t tag = description ? TagImageDescription : TagUserComment;
+  const std::string existing = LibraryExistingText(ExifFindTag(document, kind, tag));
+  if (!existing.empty() && existing != text) {
+    ++EmbedJobState().filmKept;
+    return 1;
+  }
+  if (description) return QueueHeaderText(document, tag, text);
+  const std::vector<uint8_t> value = LibraryUserComment(text);
+  return ExifQueueEdit(document, PendingSet, kind, tag, TypeUndefined, uint32_t(value.size()), value.data());
+}
+
+// The lens tags belong to Exif 2.3: a file that says it is older is raised to "0230", as the
+// option's help says, so that a reader does not take the new tags for misplaced ones.
+int QueueExifVersionForLens(ExifDocument* document) {
+  static constexpr char kLensVersion[4] = {'0', '2', '3', '0'};
+  const TagEntry* version = ExifFindTag(document, IfdExif, TagExifVersion);
+  if (version && version->ValueSize() >= 4 && std::memcmp(version->Data(), kLensVersion, 4) >= 0) return 1;
+  return ExifQueueEdit(document, PendingSet, IfdExif, TagExifVersion, TypeUndefined, 4, kLensVersion);
+}
+
 // Everything of one frame queued on a read document.
 int QueueFrame(ExifDocument* document, CameraDataFile* dataFile, uint32_t frame, EmbedFlags flags) {
   if (EmbedHeaderTags(document, dataFile) != 1) return 0;
   TagList exifTags;
-  if (!ShootingRecordToExif(dataFile, frame, &exifTags)) return 0;
+  if (!ShootingRecordToExif(dataFile, frame, ExifOptionsOf(flags), &exifTags)) return 0;
+  if (ShootingBlankSeconds(exifTags)) ++EmbedJobState().blankSeconds;
+  if (flags & EmbedLensTags) {
+    if (!LibraryLensTags(dataFile, frame, EmbedJobState().maker, &exifTags)) return 0;
+    const bool lens = std::any_of(exifTags.begin(), exifTags.end(),
+                                  [](const TagEntry& entry) { return entry.tag == TagLensSpecification; });
+    if (lens && !QueueExifVersionForLens(document)) return 0;
+  }
   if (!ShootingQueueList(document, IfdExif, exifTags)) return 0;
+  if (!QueueFilm(document, dataFile, flags)) return 0;
   if ((flags & EmbedPrivateTags) && !QueuePrivateTags(document, dataFile, frame)) return 0;
   if ((flags & EmbedMakerNote) && !QueueMakerNote(document, dataFile, frame)) return 0;
   if (!(flags & EmbedKeepSoftware) &&

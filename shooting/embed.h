@@ -25,6 +25,13 @@ enum EmbedFlag : uint32_t {
   EmbedKeepSoftware = 1,  // leave Exif tag 305 (Software) alone
   EmbedMakerNote = 2,     // write the Nikon MakerNote tags; both doors always set it
   EmbedPrivateTags = 4,   // write the private tags of the frame and the header
+  // For photo libraries; none is set by default, so a run writes what it always wrote.
+  EmbedTimeZeros = 8,          // an unknown part of the capture time reads as zeros
+  EmbedTimeBlanks = 16,        // ... as blanks; with neither bit "TIMEPADDING" decides
+  EmbedFlashOmit = 32,         // Flash (37385) only where the data says the flash fired
+  EmbedLensTags = 64,          // LensSpecification, LensMake, LensModel (library_tags.h)
+  EmbedFilmDescription = 128,  // the film name also into ImageDescription (270)
+  EmbedFilmComment = 256,      // the film name also into UserComment (37510)
 };
 using EmbedFlags = uint32_t;
 
@@ -44,6 +51,8 @@ struct EmbedJob {
   std::unique_ptr<FileList> jpegFiles;
   uint32_t frame = 0;    // the index of the file in hand
   uint32_t written = 0;  // files completed by the last EmbedAll
+  uint32_t blankSeconds = 0;  // files of the last run whose capture time has blank seconds
+  uint32_t filmKept = 0;      // files whose own description or comment kept the film out
 };
 
 // The one job of the embedding doors. Runs are on the caller's thread and not re-entrant.
@@ -105,7 +114,15 @@ struct EmbedRequest {
   int dataType = 0;
   bool privateTags = false;
   bool keepSoftware = false;
+  // For photo libraries, as the settings of "OPTION" hold them (EmbedWindowOptionsLoad).
+  int timePadding = -1;  // "TIMEPADDING": 1 zeros, 0 blanks, -1 the setting as it stands
+  bool flashOmit = false;
+  bool lensTags = false;
+  int filmIn = 0;        // EmbedFilmIn
 };
+
+// Where the film name goes besides the private tag.
+enum EmbedFilmIn : int { EmbedFilmNone = 0, EmbedFilmInDescription = 1, EmbedFilmInComment = 2 };
 
 // The run button: checks the inputs (message 52 no data file, 46 one that cannot be read, 47
 // no JPEG path), runs EmbedBatch, shows message 51 under title 1000 on success or 5 under
@@ -115,6 +132,8 @@ int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress);
 
 // The flags of a run from the window's two check boxes; the MakerNote bit is always set.
 EmbedFlags EmbedFlagsOf(bool privateTags, bool keepSoftware);
+// The flags of a whole request, the photo library options included.
+EmbedFlags EmbedFlagsOf(const EmbedRequest& request);
 
 // The embed window's options as the settings hold them when it opens.
 struct EmbedWindowOptions {
@@ -124,6 +143,12 @@ struct EmbedWindowOptions {
   bool keepSoftware = false;        // the Software box is ticked
   bool softwareEnabled = true;      // the Software box takes input
   uint32_t dataType = 0;            // "DATATYPE" of "MV1OPTION"
+  // The photo library options of "OPTION", each 0 by default: "TIMEPADDING" (1 zeros),
+  // "FLASHOMIT" (1 omit), "LENSTAGS" (1 write) and "FILMIN" (an EmbedFilmIn).
+  int timePadding = 0;
+  bool flashOmit = false;
+  bool lensTags = false;
+  int filmIn = EmbedFilmNone;
 };
 EmbedWindowOptions EmbedWindowOptionsLoad();
 

@@ -72,6 +72,8 @@ int EmbedListJpegs(const std::string& jpegPattern, FileList& list) {
 int EmbedAll(const EmbedProgress* progress, EmbedFlags flags) {
   EmbedJob& job = EmbedJobState();
   job.written = 0;
+  job.blankSeconds = 0;
+  job.filmKept = 0;
   if (!job.jpegFiles) return 1;
   const uint32_t count = uint32_t(FileListFileCount(*job.jpegFiles));
   std::unique_ptr<FileListWalk> walk = FileListCursor(*job.jpegFiles);
@@ -130,6 +132,17 @@ EmbedFlags EmbedFlagsOf(bool privateTags, bool keepSoftware) {
   return EmbedMakerNote | (privateTags ? EmbedPrivateTags : 0u) | (keepSoftware ? EmbedKeepSoftware : 0u);
 }
 
+EmbedFlags EmbedFlagsOf(const EmbedRequest& request) {
+  EmbedFlags flags = EmbedFlagsOf(request.privateTags, request.keepSoftware);
+  if (request.timePadding == 1) flags |= EmbedTimeZeros;
+  if (request.timePadding == 0) flags |= EmbedTimeBlanks;
+  if (request.flashOmit) flags |= EmbedFlashOmit;
+  if (request.lensTags) flags |= EmbedLensTags;
+  if (request.filmIn == EmbedFilmInDescription) flags |= EmbedFilmDescription;
+  if (request.filmIn == EmbedFilmInComment) flags |= EmbedFilmComment;
+  return flags;
+}
+
 int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
   if (request.dataFilePath.empty()) {
     ShowError(progress, kMessageNoDataFile);
@@ -146,7 +159,7 @@ int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
   const uint32_t dataType = request.dataType < 0 ? 0 : uint32_t(request.dataType);
   const int done = EmbedBatch(request.maker, request.camera, request.film, request.dataFilePath, dataType,
                               EmbedJpegPattern(request.jpegPath), progress,
-                              EmbedFlagsOf(request.privateTags, request.keepSoftware));
+                              EmbedFlagsOf(request));
   if (done == 1)
     ShowMessage(progress, kMessageDone, MessageText(kMessageDone), kTitleProduct);
   else
@@ -161,6 +174,11 @@ int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
 EmbedWindowOptions EmbedWindowOptionsLoad() {
   EmbedWindowOptions options;
   options.dataType = uint32_t(SettingsGetInt("MV1OPTION", "DATATYPE", 0));
+  options.timePadding = SettingsGetInt("OPTION", "TIMEPADDING", 0) == 1 ? 1 : 0;
+  options.flashOmit = SettingsGetInt("OPTION", "FLASHOMIT", 0) == 1;
+  options.lensTags = SettingsGetInt("OPTION", "LENSTAGS", 0) == 1;
+  const int filmIn = SettingsGetInt("OPTION", "FILMIN", EmbedFilmNone);
+  options.filmIn = filmIn == EmbedFilmInDescription || filmIn == EmbedFilmInComment ? filmIn : EmbedFilmNone;
   const bool software = SettingsGetInt("OPTION", "SOFTNAME", 0) != 0;
   options.privateTagsShown = SettingsGetInt("OPTION", "TAGEXTEND", 0) == 1;
   if (options.privateTagsShown && SettingsGetInt("OPTION", "EXTEND", 0) != 0 && !EmbedNoticeDue("MSGOK2")) {

@@ -37,7 +37,7 @@ constexpr std::array<size_t, 4> kDateTimeColons{4, 7, 13, 16};
 // What the rows of one frame share: the date and time are built in one buffer.
 struct ExifConversion {
   TagList* list;
-  int timePadding;
+  ShootingExifOptions options;
   std::array<char, kDateTimeLength + 1> dateTime{};
 };
 
@@ -159,6 +159,9 @@ int ExifFromSpeedlight(const char* text, ExifConversion& state) {
   const std::string_view setting(text);
   const bool fired =
       setting.starts_with("non-TTL auto flash") || setting.find("Optional speedlight") != setting.npos;
+  // Only an attached speedlight says the flash fired: the F6 records "non-TTL auto flash" for
+  // frames shot without one, so with flashOmit the tag stays out unless a speedlight was on.
+  if (state.options.flashOmit && setting.find("Optional speedlight") == setting.npos) return 1;
   return ExifPutShort(state.list, ExifFlash, fired ? 1 : 0);
 }
 
@@ -167,7 +170,7 @@ int ExifFromSpeedlight(const char* text, ExifConversion& state) {
 int ExifPutDateTime(ExifConversion& state) {
   char* buffer = state.dateTime.data();
   for (size_t length = std::strlen(buffer), first = length; length < kDateTimeLength; ++length)
-    buffer[length] = (state.timePadding == 1 && length != first) ? '0' : ' ';
+    buffer[length] = (state.options.timePadding == 1 && length != first) ? '0' : ' ';
   // The file's own separators, "/" and ":", fall under these fixed places.
   for (size_t colon : kDateTimeColons) buffer[colon] = ':';
   return TagListPut(nullptr, state.list, TagDateTimeOriginal, TypeAscii, kDateTimeLength + 1, 0, buffer);
@@ -220,12 +223,32 @@ int ExifFromFilmSpeed(const CameraDataFile* file, TagList* list) {
 
 }  // namespace
 
+ShootingExifOptions ShootingExifOptionsLoad() {
+  ShootingExifOptions options;
+  options.timePadding = SettingsGetInt("OPTION", "TIMEPADDING", 0);
+  return options;
+}
+
+bool ShootingBlankSeconds(const TagList& list) {
+  for (const TagEntry& entry : list) {
+    if (entry.tag != TagDateTimeOriginal || entry.ValueSize() < kDateTimeLength) continue;
+    const char* text = ExifEntryText(entry);
+    return text[kDateTimeLength - 2] == ' ' || text[kDateTimeLength - 1] == ' ';
+  }
+  return false;
+}
+
 int ShootingRecordToExif(const CameraDataFile* file, uint32_t frame, TagList* list) {
+  return ShootingRecordToExif(file, frame, ShootingExifOptionsLoad(), list);
+}
+
+int ShootingRecordToExif(const CameraDataFile* file, uint32_t frame, const ShootingExifOptions& options,
+                         TagList* list) {
   if (file == nullptr || list == nullptr || frame >= file->frames.size()) {
     ErrorPush(ErrInvalidArgument);
     return 0;
   }
-  ExifConversion state{list, SettingsGetInt("OPTION", "TIMEPADDING", 0)};
+  ExifConversion state{list, options};
   if (!ExifFromFilmSpeed(file, list)) return 0;
   for (const TagEntry& entry : file->frames[frame]) {
     if (entry.count <= 1) continue;
