@@ -13,6 +13,9 @@ int main(int argc, char** argv) {
   CliDumpRegister(app);
   CliSetRegister(app);
   CliEmbedRegister(app);
+  CliBatchDatesRegister(app);
+  CliBatchRenameRegister(app);
+  CliBatchSegmentsRegister(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {

@@ -59,6 +59,11 @@ std::string DateUpdateText(const char* oldText, std::size_t size, const DateUpda
     date.year = settings.year - 1900;
     date.month = settings.month - 1;
     date.day = settings.day;
+    if (settings.hour >= 0) {
+      date.hour = settings.hour;
+      date.minute = settings.minute;
+      date.second = settings.second;
+    }
   } else {
     // Field by field, with no regard to range: the normalisation carries afterwards.
     date.year += settings.shift[0];
@@ -137,11 +142,22 @@ int DateUpdateRun(const FileList& files, const DateUpdateSettings& settings, con
   return 1;
 }
 
-int FileDateRestoreOne(const std::string& path) {
+namespace {
+// The file's DateTimeOriginal text, empty when it has none.
+std::string CaptureDateText(const std::string& path) {
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckFile(path, document);
   const TagEntry* entry = (status & StatusJpeg) != 0 ? ExifFindTag(document.get(), IfdExif, TagDateTimeOriginal) : nullptr;
-  const int done = entry != nullptr && FileSetTimeFromDate(path, reinterpret_cast<const char*>(entry->Data()));
+  ErrorClear();
+  if (entry == nullptr) return {};
+  const char* text = reinterpret_cast<const char*>(entry->Data());
+  return std::string(text, strnlen(text, entry->count));
+}
+}  // namespace
+
+int FileDateRestoreOne(const std::string& path) {
+  const std::string date = CaptureDateText(path);
+  const int done = !date.empty() && FileSetTimeFromDate(path, date.c_str());
   ErrorClear();
   return done;
 }
@@ -158,16 +174,10 @@ int FileDateRestoreRun(const FileList& files, bool dryRun, const Progress* progr
     if (Stopped(runFlag, kDateRestoreAbort)) break;
     DateFileReport report;
     report.path = file.path;
-    if (dryRun) {
-      ExifDocumentPtr document;
-      const uint32_t status = ExifCheckFile(file.path, document);
-      const TagEntry* entry = (status & StatusJpeg) != 0 ? ExifFindTag(document.get(), IfdExif, TagDateTimeOriginal) : nullptr;
-      if (entry != nullptr) report.newText.assign(reinterpret_cast<const char*>(entry->Data()));
-      report.outcome = entry != nullptr ? kDateUpdated : kDateFailed;
-      ErrorClear();
-    } else {
-      report.outcome = FileDateRestoreOne(file.path) ? kDateUpdated : kDateFailed;
-    }
+    report.newText = CaptureDateText(file.path);
+    const bool done = !report.newText.empty() && (dryRun || FileSetTimeFromDate(file.path, report.newText.c_str()));
+    ErrorClear();
+    report.outcome = done ? kDateUpdated : kDateFailed;
     if (onFile) onFile(report);
     (report.outcome == kDateUpdated ? result->updated : result->failed)++;
   }

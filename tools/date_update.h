@@ -28,6 +28,7 @@ constexpr int kDateRestoreAbort = 2;
 struct DateUpdateSettings {
   int type = kDateTypeNone;
   int year = 0, month = 0, day = 0;  // the day of date mode; the time of day of each file stays
+  int hour = -1, minute = 0, second = 0;  // with hour 0 or more, date mode sets the time as well
   int shift[6] = {};                 // year, month, day, hour, minute, second, signed
   uint32_t alsoTags = 0;             // DateAlsoTags; the dialog's check box sets both
   bool dryRun = false;               // compute and report, write nothing

@@ -162,7 +162,7 @@ int ExfReadSource(const std::string& path, std::vector<uint8_t>* payload, uint32
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckSegment(payload->data(), uint32_t(payload->size()), document);
   ErrorClear();
-  if ((status & StatusJpeg) == 0) return payload->clear(), *message = kMessageBadInput, 0;
+  if (!document || status >= StatusParseFailed) return payload->clear(), *message = kMessageBadInput, 0;
   *message = 0;
   return 1;
 }
@@ -197,7 +197,9 @@ int ExfImport(const std::vector<uint8_t>& payload, const std::string& target, co
     return SaveWritten;
   }
   ExifDocumentPtr document;
-  if ((ExifCheckSegment(payload.data(), uint32_t(payload.size()), document) & StatusJpeg) == 0) return SaveFailed;
+  const uint32_t status = ExifCheckSegment(payload.data(), uint32_t(payload.size()), document);
+  if (!document || status >= StatusParseFailed) return SaveFailed;
+  document->sourceKind = 1;  // an APP1 payload, as a JPEG's read gives it
   uint32_t width = 0;
   uint32_t height = 0;
   if (!ExfJpegPixelSize(target, &width, &height)) return SaveFailed;
