@@ -69,6 +69,41 @@ void QueuePixelSize(ExifDocument* document, uint16_t tag, uint32_t value) {
   ExifQueueEdit(document, PendingSet, IfdExif, tag, TypeLong, 1, &value);
 }
 
+// Whether the target's first APP1 holds Exif: only then does the writer's replacement of the
+// first APP1 put the backup in Exif's place. Otherwise (no APP1, or XMP first) the backup is
+// inserted, so no segment of the target is lost.
+bool FirstApp1IsExif(const std::string& target) {
+  std::vector<uint8_t> payload;
+  const bool found = ExfExtractPayload(target, &payload);
+  ErrorClear();
+  return found && payload.size() >= 6 && std::memcmp(payload.data(), "Exif\0\0", 6) == 0;
+}
+
+// Writes target with a new APP1 behind the start of image and a leading APP0 (JFIF wants its
+// segment first), to a fresh temporary in output's folder. Returns its path, or "" on failure.
+std::string InsertApp1(const std::string& target, const std::string& output, const std::vector<uint8_t>& payload) {
+  FilePtr in(std::fopen(target.c_str(), "rb"));
+  std::vector<uint8_t> bytes;
+  if (in) {
+    std::error_code error;
+    bytes.resize(std::size_t(std::filesystem::file_size(target, error)));
+    if (error || std::fread(bytes.data(), 1, bytes.size(), in.get()) != bytes.size()) return {};
+  }
+  if (bytes.size() < 4 || bytes[0] != 0xFF || bytes[1] != 0xD8) return {};
+  std::size_t head = 2;
+  if (bytes[2] == 0xFF && bytes[3] == 0xE0 && bytes.size() >= 6) head += 2 + ((std::size_t(bytes[4]) << 8) | bytes[5]);
+  if (head > bytes.size()) return {};
+  const std::string temporary = FileTemporaryPath(output);
+  FilePtr out(std::fopen(temporary.c_str(), "wbx"));
+  const uint8_t marker[4] = {0xFF, 0xE1, uint8_t((payload.size() + 2) >> 8), uint8_t(payload.size() + 2)};
+  bool good = out && std::fwrite(bytes.data(), 1, head, out.get()) == head && std::fwrite(marker, 1, 4, out.get()) == 4 &&
+              std::fwrite(payload.data(), 1, payload.size(), out.get()) == payload.size() &&
+              std::fwrite(bytes.data() + head, 1, bytes.size() - head, out.get()) == bytes.size() - head;
+  good = out && std::fclose(out.release()) == 0 && good;
+  if (!good) std::remove(temporary.c_str());
+  return good ? temporary : std::string();
+}
+
 }  // namespace
 
 int ExfLoadImportType() { return SettingsGetInt("EDIT", "IMPORTTYPE", kExfImportFit) == 1 ? 1 : 0; }
@@ -191,11 +226,31 @@ int ExfImport(const std::vector<uint8_t>& payload, const std::string& target, co
   *message = kMessageCopyFailed;
   ErrorClear();
   if (payload.empty() || payload.size() >= kReplaceApp1Limit) return SaveFailed;
+  // A target without Exif first takes the backup into a temporary copy, which replaces the
+  // output only when everything succeeded.
+  std::string staged;
+  if (!FirstApp1IsExif(target)) {
+    staged = InsertApp1(target, output, payload);
+    if (staged.empty()) return SaveFailed;
+  }
   if (type == kExfImportAsIs) {
-    if (!JpegReplaceApp1(target, output, payload.data(), uint32_t(payload.size()))) return SaveFailed;
+    const bool done = staged.empty() ? JpegReplaceApp1(target, output, payload.data(), uint32_t(payload.size()))
+                                     : FileReplaceDestination(staged, output);
+    if (!done) return SaveFailed;
     *message = 0;
     return SaveWritten;
   }
+  const int result = ExfImportFitted(payload, staged.empty() ? target : staged, staged.empty() ? output : staged, prompt);
+  if (!staged.empty() && (result != SaveWritten || !FileReplaceDestination(staged, output))) {
+    std::remove(staged.c_str());
+    return result == SaveWritten ? SaveFailed : result;
+  }
+  if (result == SaveWritten || result == SaveCancelled) *message = 0;
+  return result;
+}
+
+int ExfImportFitted(const std::vector<uint8_t>& payload, const std::string& target, const std::string& output,
+                    const Prompt* prompt) {
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckSegment(payload.data(), uint32_t(payload.size()), document);
   if (!document || status >= StatusParseFailed) return SaveFailed;
@@ -210,8 +265,5 @@ int ExfImport(const std::vector<uint8_t>& payload, const std::string& target, co
   if (maker != nullptr && ExifFindTag(document.get(), IfdThumbnail, TagThumbnailOffset) != nullptr &&
       maker(target, &thumbnail) && !thumbnail.empty())
     ExifSetThumbnail(document.get(), thumbnail.data(), uint32_t(thumbnail.size()), 1);
-  const int result = ExifSaveFile(target, output, document.get(), prompt, 1);
-  if (result == SaveWritten) *message = 0;
-  if (result == SaveCancelled) *message = 0;
-  return result;
+  return ExifSaveFile(target, output, document.get(), prompt, 1);
 }

@@ -49,11 +49,18 @@ int ExfReadSource(const std::string& path, std::vector<uint8_t>* payload, uint32
 
 // Puts a payload into target, saved as output (the same path replaces it). kExfImportAsIs
 // writes it unchanged; kExfImportFit sets 40962 and 40963 to the target's pixel size and, with
-// a thumbnail maker installed, replaces the thumbnail with one made from the target. Returns
+// a thumbnail maker installed, replaces the thumbnail with one made from the target. A target
+// whose first APP1 is not Exif (none, or XMP) keeps every segment: the Exif is inserted behind
+// the start of image and a leading APP0. Returns
 // 0 written, -1 failed (message 37), -2 cancelled through the prompt. Nothing reaches output
 // before the last step.
 int ExfImport(const std::vector<uint8_t>& payload, const std::string& target, const std::string& output, int type,
               const Prompt* prompt, uint32_t* message);
+
+// The fitted import alone: target's first APP1 is replaced by the payload with 40962 and 40963
+// set to target's pixel size (and a new thumbnail when a maker is installed). 0, -1 or -2.
+int ExfImportFitted(const std::vector<uint8_t>& payload, const std::string& target, const std::string& output,
+                    const Prompt* prompt);
 
 // A thumbnail made from a JPEG's main image (the codec installs it); returns 1 with the JPEG
 // bytes of the thumbnail. Without one installed, the fitted import keeps the source's thumbnail.
