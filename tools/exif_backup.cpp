@@ -1,5 +1,7 @@
 #include "tools/exif_backup.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -99,6 +101,7 @@ std::string InsertApp1(const std::string& target, const std::string& output, con
   bool good = out && std::fwrite(bytes.data(), 1, head, out.get()) == head && std::fwrite(marker, 1, 4, out.get()) == 4 &&
               std::fwrite(payload.data(), 1, payload.size(), out.get()) == payload.size() &&
               std::fwrite(bytes.data() + head, 1, bytes.size() - head, out.get()) == bytes.size() - head;
+  good = good && std::fflush(out.get()) == 0 && ::fsync(fileno(out.get())) == 0;
   good = out && std::fclose(out.release()) == 0 && good;
   if (!good) std::remove(temporary.c_str());
   return good ? temporary : std::string();
@@ -161,6 +164,7 @@ int ExfExport(const std::string& sourcePath, const std::string& outputPath, uint
   const std::string temporary = FileTemporaryPath(outputPath);
   FilePtr out(std::fopen(temporary.c_str(), "wbx"));
   bool good = out && std::fwrite(bytes.data(), 1, bytes.size(), out.get()) == bytes.size();
+  good = good && std::fflush(out.get()) == 0 && ::fsync(fileno(out.get())) == 0;
   good = out && std::fclose(out.release()) == 0 && good;
   if (!good || !FileReplaceDestination(temporary, outputPath)) {
     std::remove(temporary.c_str());

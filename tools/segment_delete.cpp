@@ -1,5 +1,7 @@
 #include "tools/segment_delete.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -94,6 +96,8 @@ int SegmentDeleteApp(const std::string& input, const std::string& output, uint32
   if (!out) return ErrorPush(ErrFileOpen), 0;
   uint32_t code = CopyWithout(in.get(), out.get(), size, mask);
   in.reset();
+  // On the disk before it takes the output's name, so a crash never leaves a cut file there.
+  if (code == 0 && (std::fflush(out.get()) != 0 || ::fsync(fileno(out.get())) != 0)) code = ErrFileIo;
   if (std::fclose(out.release()) != 0 && code == 0) code = ErrFileIo;
   if (code != 0) {
     std::remove(temporary.c_str());
