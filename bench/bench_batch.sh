@@ -28,7 +28,7 @@ echo "$count files from ${#camera[@]} camera files, $(du -sh "$work/src" | cut -
 runs=${RUNS:-3}
 fresh="rm -rf '$work/d' && cp -a '$work/src' '$work/d'"
 shift_tags=original,digitized,modified
-hyperfine --runs "$runs" ${BENCH_OUT:+--export-markdown "$BENCH_OUT"} --prepare "$fresh" \
+hyperfine -i --runs "$runs" ${BENCH_OUT:+--export-markdown "$BENCH_OUT"} --prepare "$fresh" \
   -n "date shift" "'$cli' date '$work/d' --shift +1:02:00:00 --tags $shift_tags >/dev/null 2>&1" \
   -n "exiftool -AllDates+=" "exiftool -q -q -overwrite_original '-AllDates+=0:0:1 2:0:0' '$work/d'" \
   -n "rename dry run" "'$cli' rename '$work/d' --by DateTimeOriginal --date-format 6 --number 0001 --dry-run >/dev/null" \

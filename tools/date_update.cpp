@@ -1,6 +1,9 @@
 #include "tools/date_update.h"
 
 #include <cstring>
+#include <set>
+#include <thread>
+#include <vector>
 
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
@@ -14,7 +17,8 @@
 
 namespace {
 
-constexpr uint32_t kDateTextSize = 20;  // "YYYY:MM:DD HH:MM:SS" and its NUL
+constexpr uint32_t kDateTextSize = 20;
+constexpr std::size_t kDateWorkers = 16;  // files written at once  // "YYYY:MM:DD HH:MM:SS" and its NUL
 constexpr uint16_t kTagDateTimeDigitized = 36868;
 constexpr uint16_t kTagDateTime = 306;
 
@@ -106,6 +110,20 @@ int DateUpdateFile(const std::string& path, const DateUpdateSettings& settings, 
   return report->outcome = kDateUpdated;
 }
 
+namespace {
+// Counts one file's outcome and, for a failure, asks whether to go on (92). false to stop.
+bool CountOutcome(const DateFileReport& report, const Prompt* prompt, DateRunResult* result, const DateReportHook& onFile) {
+  if (onFile) onFile(report);
+  if (report.outcome == kDateUpdated) ++result->updated;
+  if (report.outcome == kDateSkipped || report.outcome == kDateNotInPlace) ++result->skipped;
+  if (report.outcome != kDateFailed) return true;
+  ++result->failed;
+  const char* text = MessageFormat(kMessageGoOn, report.path.c_str());
+  PromptQuestion question{kMessageGoOn, text, 1001, PromptButtonsYesNo, PromptIconError};
+  return PromptAsk(prompt, question) == PromptAnswerYes;
+}
+}  // namespace
+
 int DateUpdateRun(const FileList& files, const DateUpdateSettings& settings, const Progress* progress,
                   const Prompt* prompt, RunFlag* runFlag, DateRunResult* result, const DateReportHook& onFile) {
   *result = DateRunResult{};
@@ -119,23 +137,31 @@ int DateUpdateRun(const FileList& files, const DateUpdateSettings& settings, con
     if (PromptAsk(prompt, question) != PromptAnswerYes) return 0;
   }
   if (runFlag != nullptr) runFlag->store(1);
-  const std::size_t total = std::size_t(FileListFileCount(files));
-  std::size_t index = 0;
-  for (const FileEntry& file : *files.entries) {
-    if (file.type != kFileEntryFile) continue;
-    if (!ProgressStep(progress, file.path, ++index, total)) RequestStop(runFlag, kDateUpdateAbort);
+  std::vector<std::string> paths;
+  for (const FileEntry& file : *files.entries)
+    if (file.type == kFileEntryFile) paths.push_back(file.path);
+  // Each save waits for its file to reach the disk, so a few files are written at once, each on
+  // its own thread, joined before the next group; reports, questions and the stop flag stay on
+  // the calling thread, in list order. The saves ask nothing: a date patched in place never moves
+  // a MakerNote, and a read-only file fails and is asked about (92) like any failure.
+  bool stop = false;
+  for (std::size_t first = 0; first < paths.size() && !stop;) {
     if (Stopped(runFlag, kDateUpdateAbort)) break;
-    DateFileReport report;
-    const int outcome = DateUpdateFile(file.path, settings, prompt, &report);
-    if (onFile) onFile(report);
-    if (outcome == kDateUpdated) ++result->updated;
-    if (outcome == kDateSkipped || outcome == kDateNotInPlace) ++result->skipped;
-    if (outcome == kDateFailed) {
-      ++result->failed;
-      const char* text = MessageFormat(kMessageGoOn, file.path.c_str());
-      PromptQuestion question{kMessageGoOn, text, 1001, PromptButtonsYesNo, PromptIconError};
-      if (PromptAsk(prompt, question) != PromptAnswerYes) break;
+    std::size_t end = first;
+    std::set<std::string> inGroup;  // the same file twice never runs at once
+    while (end < paths.size() && end - first < kDateWorkers && inGroup.insert(paths[end]).second) ++end;
+    std::vector<DateFileReport> reports(end - first);
+    {
+      std::vector<std::jthread> workers;
+      for (std::size_t i = first; i < end; ++i)
+        workers.emplace_back([&, i] { DateUpdateFile(paths[i], settings, nullptr, &reports[i - first]); });
     }
+    for (std::size_t i = first; i < end && !stop; ++i) {
+      const DateFileReport& report = reports[i - first];
+      if (!ProgressStep(progress, report.path, i + 1, paths.size())) RequestStop(runFlag, kDateUpdateAbort);
+      stop = !CountOutcome(report, prompt, result, onFile) || Stopped(runFlag, kDateUpdateAbort);
+    }
+    first = end;
   }
   result->aborted = Stopped(runFlag, kDateUpdateAbort);
   if (runFlag != nullptr) runFlag->store(0);
