@@ -18,7 +18,7 @@
 namespace {
 
 constexpr uint32_t kDateTextSize = 20;
-constexpr std::size_t kDateWorkers = 16;  // files written at once  // "YYYY:MM:DD HH:MM:SS" and its NUL
+constexpr std::size_t kDateWorkers = 64;  // files written at once  // "YYYY:MM:DD HH:MM:SS" and its NUL
 constexpr uint16_t kTagDateTimeDigitized = 36868;
 constexpr uint16_t kTagDateTime = 306;
 
