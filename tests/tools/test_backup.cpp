@@ -4,6 +4,7 @@
 #include "makernote/makernote_save.h"
 #include "tests/support/tiff_builder.h"
 #include "tests/tools/tools_support.h"
+#include "tools/classify.h"
 #include "tools/exif_backup.h"
 #include "tools/segment_delete.h"
 
@@ -146,6 +147,42 @@ TEST(Backup, RestoredIntoTheStrippedFileReadsAsTheOriginal) {
     EXPECT_EQ(fit[name].value("ExifIFD:ExifImageWidth", 0), tags.value("File:ImageWidth", -1)) << name;
     EXPECT_EQ(drop(fit[name], true), drop(tags, true)) << name;
   }
+}
+
+}  // namespace
+
+namespace {
+
+// Every tool that reads a file ends on the hostile corpus with a result, and writes nothing
+// into a file it refuses.
+TEST(Backup, HostileFilesEndCleanly) {
+  TAVEXON_REQUIRE_SHARED("corpus/hostile");
+  EngineInstall();
+  ScratchDir scratch;
+  FileList list;
+  for (const fs::path& file : FilesUnder(SharedSub("corpus/hostile"))) {
+    const fs::path copy = scratch / file.filename();
+    fs::copy_file(file, copy);
+    const auto before = ReadBytes(copy);
+    std::string text;
+    std::vector<uint8_t> payload;
+    uint32_t message = 0;
+    ExfDumpText(copy.string(), &text);
+    if (!ExfReadSource(copy.string(), &payload, &message)) {
+      EXPECT_NE(message, 0u) << file;
+    }
+    SegmentDeleteDescribe(copy.string(), 0xFFFF);
+    if (!SegmentDeleteApp(copy.string(), copy.string(), 0xFFFF)) {
+      EXPECT_EQ(ReadBytes(copy), before) << file;
+    }
+    FileEntry entry;
+    entry.path = copy.string();
+    list.entries->push_back(entry);
+  }
+  ClassTree tree;
+  ClassifyBegin(tree, {ClassifyKey{1, 272, 0}, ClassifyKey{3, 36867, 0}, ClassifyKey{kClassifyLensIfd, 1, 0}}, ClassifyOptions{});
+  EXPECT_EQ(ClassifyFiles(tree, list, nullptr), int(list.entries->size()));
+  EXPECT_EQ(ClassifyInOrder(tree).size(), list.entries->size());
 }
 
 }  // namespace
