@@ -8,3 +8,6 @@ void CliDumpRegister(CLI::App& app);
 void CliSetRegister(CLI::App& app);
 void CliEmbedRegister(CLI::App& app);
 void CliCsvRegister(CLI::App& app);
+void CliBatchDatesRegister(CLI::App& app);
+void CliBatchRenameRegister(CLI::App& app);
+void CliBatchSegmentsRegister(CLI::App& app);

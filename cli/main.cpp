@@ -16,6 +16,9 @@ int main(int argc, char** argv) {
   CliSetRegister(app);
   CliEmbedRegister(app);
   CliCsvRegister(app);
+  CliBatchDatesRegister(app);
+  CliBatchRenameRegister(app);
+  CliBatchSegmentsRegister(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {
