@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <fstream>
 
@@ -77,39 +78,44 @@ const EncoderHuffman& Huffman() {
   return tables;
 }
 
-// ---- bit writer: MSB first; a filled byte of FF is followed by 00.
+// ---- bit writer: MSB first; a filled byte of FF is followed by 00. Bits gather in a 64-bit
+// word and leave it a byte at a time, so a code costs a shift and an or, not a loop per bit.
 
-void PutByte(JpegEncoder* e, uint8_t byte) {
-  e->output.push_back(byte);
-  if (byte == 0xFF) e->output.push_back(0x00);
+inline void EmitByte(JpegEncoder* e, uint8_t byte) {
+  uint8_t* out = e->output.data() + e->outputPosition;
+  out[0] = byte;
+  out[1] = 0x00;  // kept only behind FF
+  e->outputPosition += byte == 0xFF ? 2 : 1;
 }
 
-void PutBits(JpegEncoder* e, uint32_t bits, uint32_t count) {
-  for (uint32_t i = count; i-- > 0;) {
-    e->bitBuffer = (e->bitBuffer << 1) | ((bits >> i) & 1u);
-    if (++e->bitPosition == 8) {
-      PutByte(e, uint8_t(e->bitBuffer));
-      e->bitBuffer = 0;
-      e->bitPosition = 0;
-    }
+// The worst MCU (4 by 4 luminance blocks and two chroma blocks, every coefficient coded with the
+// longest code, every byte stuffed) takes under 8 KiB; room is made before each MCU.
+constexpr size_t kMcuRoom = 8192;
+void EnsureRoom(JpegEncoder* e) {
+  if (e->output.size() - e->outputPosition < kMcuRoom)
+    e->output.resize(std::max(e->output.size() * 2, e->outputPosition + kMcuRoom));
+}
+
+inline void PutBits(JpegEncoder* e, uint32_t bits, uint32_t count) {
+  if (count == 0) return;
+  e->bitBuffer = (e->bitBuffer << count) | (bits & ((1u << count) - 1));
+  e->bitPosition += count;
+  while (e->bitPosition >= 8) {
+    e->bitPosition -= 8;
+    EmitByte(e, uint8_t(e->bitBuffer >> e->bitPosition));
   }
 }
 
 // Pads a pending partial byte with zero bits.
 void FlushBits(JpegEncoder* e) {
   if (e->bitPosition == 0) return;
-  PutByte(e, uint8_t(e->bitBuffer << (8 - e->bitPosition)));
+  EmitByte(e, uint8_t(e->bitBuffer << (8 - e->bitPosition)));
   e->bitBuffer = 0;
   e->bitPosition = 0;
 }
 
 uint32_t BitLength(int32_t value) {
-  uint32_t magnitude = uint32_t(value < 0 ? -int64_t(value) : value), length = 0;
-  while (magnitude) {
-    magnitude >>= 1;
-    ++length;
-  }
-  return length;
+  return uint32_t(std::bit_width(uint32_t(value < 0 ? -int64_t(value) : value)));
 }
 
 // ---- forward transform: 13-bit fixed point, the counterpart of the decoder's inverse.
@@ -155,12 +161,30 @@ void ForwardLine(const int32_t* x, int stride, int32_t* out, int outStride, bool
   out[7 * outStride] = z;
 }
 
+// Division by a quantisation step as a multiplication: with m = ceil(2^32 / q), (x * m) >> 32
+// equals x / q for every x below 2^24 and q up to 255, and the transform's results stay below
+// 2^17. Truncation toward zero is kept by dividing the magnitude.
+struct Quantiser {
+  uint64_t reciprocal[64];
+  explicit Quantiser(const int32_t* steps) {
+    for (int i = 0; i < 64; ++i) {
+      const uint64_t q = uint64_t(std::clamp<int32_t>(steps[i], 1, 255));
+      reciprocal[i] = ((uint64_t(1) << 32) + q - 1) / q;
+    }
+  }
+  int32_t Apply(int32_t value, int i) const {
+    const uint64_t magnitude = uint64_t(value < 0 ? -int64_t(value) : value);
+    const int32_t quotient = int32_t((magnitude * reciprocal[i]) >> 32);
+    return value < 0 ? -quotient : quotient;
+  }
+};
+
 // Transforms and quantises one block in place (natural order).
-void ForwardBlock(int32_t* block, const int32_t* steps) {
+void ForwardBlock(int32_t* block, const Quantiser& quantiser) {
   int32_t transposed[64];
   for (int row = 0; row < 8; ++row) ForwardLine(block + 8 * row, 1, transposed + row, 8, true);
   for (int column = 0; column < 8; ++column) ForwardLine(transposed + 8 * column, 1, block + column, 8, false);
-  for (int i = 0; i < 64; ++i) block[i] = (block[i] >> 15) / std::max<int32_t>(steps[i], 1);
+  for (int i = 0; i < 64; ++i) block[i] = quantiser.Apply(block[i] >> 15, i);
 }
 
 // Codes one quantised block; false when a value needs a code the tables do not hold.
@@ -174,15 +198,14 @@ bool CodeBlock(JpegEncoder* e, const int32_t* block, int component, const Huffma
     PutBits(e, uint32_t(diff < 0 ? diff - 1 : diff) & ((1u << dcLength) - 1), dcLength);
     e->dcPredictor[component] = block[0];
   }
+  // Only up to the last non-zero coefficient; the zeros behind it are one EOB.
+  int last = 63;
+  while (last > 0 && block[kJpegZigzag[last]] == 0) --last;
   uint32_t run = 0;
-  for (int k = 1; k < 64; ++k) {
+  for (int k = 1; k <= last; ++k) {
     const int32_t value = block[kJpegZigzag[k]];
     if (value == 0) {
-      if (k < 63) {
-        ++run;
-      } else {
-        PutBits(e, ac.code[0x00], ac.length[0x00]);  // EOB
-      }
+      ++run;
       continue;
     }
     for (; run > 15; run -= 16) PutBits(e, ac.code[0xF0], ac.length[0xF0]);  // ZRL
@@ -195,55 +218,44 @@ bool CodeBlock(JpegEncoder* e, const int32_t* block, int component, const Huffma
     PutBits(e, uint32_t(value < 0 ? value - 1 : value) & ((1u << size) - 1), size);
     run = 0;
   }
+  if (last < 63) PutBits(e, ac.code[0x00], ac.length[0x00]);  // EOB
   return true;
 }
 
-struct Planes {
-  std::vector<uint8_t> red, green, blue;  // top-down, no padding
+// The source picture: bottom-up BGR rows padded to 4 bytes, read in place.
+struct Source {
+  const uint8_t* pixels;
+  size_t stride;
+  // Row y counted from the top of the picture.
+  const uint8_t* Row(uint32_t y, uint32_t height) const { return pixels + size_t(height - 1 - y) * stride; }
 };
-
-Planes SplitPlanes(const uint8_t* pixels, uint32_t width, uint32_t height) {
-  const size_t stride = (size_t(width) * 3 + 3) & ~size_t(3);
-  Planes planes;
-  const size_t count = size_t(width) * height;
-  planes.red.resize(count);
-  planes.green.resize(count);
-  planes.blue.resize(count);
-  for (uint32_t row = 0; row < height; ++row) {
-    const uint8_t* source = pixels + size_t(height - 1 - row) * stride;
-    const size_t at = size_t(row) * width;
-    for (uint32_t x = 0; x < width; ++x) {
-      planes.blue[at + x] = source[3 * x];
-      planes.green[at + x] = source[3 * x + 1];
-      planes.red[at + x] = source[3 * x + 2];
-    }
-  }
-  return planes;
-}
 
 inline int32_t Limit(int32_t value) { return std::clamp<int32_t>(int16_t(value), -128, 127); }
 
 // Fetches one MCU: the luminance blocks in h-by-v order, and the chroma at full resolution.
-void FetchMcu(const JpegEncoder* e, const Planes& planes, uint32_t mcuX, uint32_t mcuY, int32_t* yBlocks,
+void FetchMcu(const JpegEncoder* e, const Source& source, uint32_t mcuX, uint32_t mcuY, int32_t* yBlocks,
               int32_t* cbFull, int32_t* crFull) {
   const auto& t = e->colourTables;
   const uint32_t mcuWidth = 8 * e->hSampling, mcuHeight = 8 * e->vSampling;
+  const uint32_t firstColumn = mcuX * mcuWidth;
+  const uint32_t inside = firstColumn < e->width ? std::min(mcuWidth, e->width - firstColumn) : 0;
   for (uint32_t dy = 0; dy < mcuHeight; ++dy) {
     const uint32_t row = std::min(mcuY * mcuHeight + dy, e->height - 1);  // past the end: the last row
-    const size_t rowAt = size_t(row) * e->width;
+    const uint8_t* pixel = source.Row(row, e->height) + 3 * size_t(firstColumn);
+    int32_t* yRow = yBlocks + 64 * (dy / 8) * e->hSampling + 8 * (dy % 8);
+    int32_t* cbRow = cbFull + dy * mcuWidth;
+    int32_t* crRow = crFull + dy * mcuWidth;
     int32_t y = 0, cb = 0, cr = 0;
-    for (uint32_t dx = 0; dx < mcuWidth; ++dx) {
-      const uint32_t column = mcuX * mcuWidth + dx;
-      if (column < e->width) {  // past the end: the previous sample of the row again
-        const uint8_t r = planes.red[rowAt + column], g = planes.green[rowAt + column], b = planes.blue[rowAt + column];
+    for (uint32_t dx = 0; dx < mcuWidth; ++dx, pixel += 3) {
+      if (dx < inside) {  // past the end: the previous sample of the row again
+        const uint8_t b = pixel[0], g = pixel[1], r = pixel[2];
         y = Limit((t[0][r] + t[1][g] + t[2][b] - 8388608 + 32767) >> 16);
         cb = Limit((-t[3][r] - t[4][g] + t[5][b] + 32767) >> 16);
         cr = Limit((t[6][r] - t[7][g] - t[8][b] + 32767) >> 16);
       }
-      const uint32_t block = (dy / 8) * e->hSampling + dx / 8;
-      yBlocks[64 * block + 8 * (dy % 8) + dx % 8] = y;
-      cbFull[dy * mcuWidth + dx] = cb;
-      crFull[dy * mcuWidth + dx] = cr;
+      yRow[64 * (dx / 8) + dx % 8] = y;
+      cbRow[dx] = cb;
+      crRow[dx] = cr;
     }
   }
 }
@@ -258,8 +270,8 @@ void Subsample(const JpegEncoder* e, const int32_t* full, int32_t* block) {
 
 void PutRestart(JpegEncoder* e, uint32_t markerCount) {
   FlushBits(e);
-  e->output.push_back(0xFF);
-  e->output.push_back(uint8_t(0xD0 + (markerCount & 7)));
+  e->output[e->outputPosition++] = 0xFF;
+  e->output[e->outputPosition++] = uint8_t(0xD0 + (markerCount & 7));
   e->dcPredictor[0] = e->dcPredictor[1] = e->dcPredictor[2] = 0;
 }
 
@@ -344,13 +356,14 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   e->mcusPerRow = (width + 8 * e->hSampling - 1) / (8 * e->hSampling);
   e->mcuRows = (height + 8 * e->vSampling - 1) / (8 * e->vSampling);
   const uint32_t interval = e->restartInterval == -1 ? e->mcusPerRow : uint32_t(e->restartInterval);
-  const Planes planes = SplitPlanes(pixels, width, height);
+  const Source source{pixels, (size_t(width) * 3 + 3) & ~size_t(3)};
   const uint32_t blocks = e->hSampling * e->vSampling;
   std::vector<int32_t> yBlocks(64 * blocks), cbFull(64 * blocks), crFull(64 * blocks);
   int32_t cb[64], cr[64];
   const EncoderHuffman& huffman = Huffman();
-  e->output.clear();
-  e->output.reserve(size_t(width) * height / 4 + 1024);
+  const Quantiser luma(e->lumaTable), chroma(e->chromaTable);
+  e->output.assign(size_t(width) * height / 2 + kMcuRoom, 0);
+  e->outputPosition = 0;
   e->bitBuffer = e->bitPosition = 0;
   e->dcPredictor[0] = e->dcPredictor[1] = e->dcPredictor[2] = 0;
   uint32_t sinceRestart = 0, markers = 0;
@@ -358,16 +371,17 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   uint64_t mcu = 0;
   for (uint32_t mcuY = 0; mcuY < e->mcuRows; ++mcuY) {
     for (uint32_t mcuX = 0; mcuX < e->mcusPerRow; ++mcuX) {
-      FetchMcu(e, planes, mcuX, mcuY, yBlocks.data(), cbFull.data(), crFull.data());
+      EnsureRoom(e);
+      FetchMcu(e, source, mcuX, mcuY, yBlocks.data(), cbFull.data(), crFull.data());
       Subsample(e, cbFull.data(), cb);
       Subsample(e, crFull.data(), cr);
       bool coded = true;
       for (uint32_t b = 0; b < blocks && coded; ++b) {
-        ForwardBlock(&yBlocks[64 * b], e->lumaTable);
+        ForwardBlock(&yBlocks[64 * b], luma);
         coded = CodeBlock(e, &yBlocks[64 * b], 0, huffman.dc[0], huffman.ac[0]);
       }
-      ForwardBlock(cb, e->chromaTable);
-      ForwardBlock(cr, e->chromaTable);
+      ForwardBlock(cb, chroma);
+      ForwardBlock(cr, chroma);
       coded = coded && CodeBlock(e, cb, 1, huffman.dc[1], huffman.ac[1]) &&
               CodeBlock(e, cr, 2, huffman.dc[1], huffman.ac[1]);
       if (!coded) {
@@ -382,9 +396,11 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
       }
     }
   }
+  EnsureRoom(e);
   FlushBits(e);
-  e->output.push_back(0xFF);
-  e->output.push_back(0xD9);
+  e->output[e->outputPosition++] = 0xFF;
+  e->output[e->outputPosition++] = 0xD9;
+  e->output.resize(e->outputPosition);
   e->failed = false;
   return JpegEncoderOk;
 }

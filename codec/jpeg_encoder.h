@@ -18,8 +18,9 @@
 
 struct JpegEncoder {
   std::vector<uint8_t> output;  // entropy-coded data, ends in FF D9 after a successful encode
+  size_t outputPosition = 0;    // next byte of output while encoding
   uint32_t bitPosition = 0;     // bits used in the current byte, 0 to 7
-  uint32_t bitBuffer = 0;       // the current byte's bits
+  uint64_t bitBuffer = 0;       // pending bits, the newest lowest
   const int32_t* lumaTable = nullptr;    // 64 steps in natural order, not owned
   const int32_t* chromaTable = nullptr;  // 64 steps in natural order, not owned
   uint32_t hSampling = 2;
