@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   CliDumpRegister(app);
   CliSetRegister(app);
   CliEmbedRegister(app);
+  CliDecodeRegister(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {
