@@ -1,5 +1,6 @@
 // tavexon-cli set and delete: one tag changed or removed, saved by the least intrusive road,
 // with the MakerNote questions answered from --makernote, the terminal, or not at all.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -12,6 +13,7 @@
 #include "cli/commands.h"
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
+#include "exif/file_replace.h"
 #include "exif/makernote_handler.h"
 #include "exif/tag_catalogue.h"
 #include "exif/tag_parse.h"
@@ -41,6 +43,7 @@ struct EditOptions {
   std::string value;
   std::string byteOrder;
   std::string makerNote;
+  std::string hardLinks = "refuse";
   bool rebuild = false;
 };
 
@@ -147,10 +150,15 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
   layout.bigEndian = options.byteOrder.empty() ? document->bigEndian : options.byteOrder == "MM" ? 1 : 0;
   layout.commitMode = options.rebuild ? 2 : 1;
   const std::string destination = options.out.empty() ? options.file : options.out;
+  FileSetHardLinkPolicy(options.hardLinks == "in-place" ? HardLinksInPlace : HardLinksRefuse);
   ErrorClear();
   const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, 1, layout);
   if (result == SaveWritten) return CliSuccess;
   if (result == SaveFailed) CliReportFailure(destination, ErrorPop(), kMessageSaveFailed);
+  // The replacement has printed why; a file with several names can still be saved on request.
+  if (FileLastFailure().error == EMLINK)
+    std::fprintf(stderr, "%s: --hard-links in-place writes into the file itself, so every name shows the edit\n",
+                 destination.c_str());
   return CliFailure;
 }
 
@@ -189,6 +197,9 @@ void AddCommonOptions(CLI::App* command, EditOptions& options) {
   command->add_option("--out", options.out, "write to this file instead of FILE");
   command->add_option("--makernote", options.makerNote, "answer to the MakerNote questions")
       ->check(CLI::IsMember({"rebuild", "keep", "cancel"}));
+  command->add_option("--hard-links", options.hardLinks,
+                      "a file with several names: refuse (default), or in-place to write into the file itself")
+      ->check(CLI::IsMember({"refuse", "in-place"}));
 }
 
 }  // namespace

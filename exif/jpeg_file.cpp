@@ -5,16 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <memory>
-#include <random>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "exif/exif_document.h"
@@ -30,8 +26,6 @@ namespace {
 // a plain file copy, while memory stays flat at one megabyte whatever the file's size.
 constexpr size_t kCopyBlock = 16 * 65535;
 
-std::atomic<uint32_t> gFaults{0};
-
 struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -42,68 +36,45 @@ int Fail(uint32_t code) {
   return 0;
 }
 
-bool Faulty(uint32_t fault) { return (gFaults.load() & fault) != 0; }
-
-// The new file while it is being written. Unless handed over, it is removed when it goes out of
-// scope, so a failure never leaves a stray half file behind.
+// The new file while it is being written: the writing side of a FileReplacement, which removes
+// it unless it was committed, so a failure never leaves a stray half file behind.
 class TemporaryOutput {
  public:
-  explicit TemporaryOutput(const std::string& destination) : path_(FileTemporaryPath(destination)) {}
-  ~TemporaryOutput() {
-    file_.reset();
-    if (!path_.empty() && !handedOver_) std::remove(path_.c_str());
-  }
-  TemporaryOutput(const TemporaryOutput&) = delete;
-  TemporaryOutput& operator=(const TemporaryOutput&) = delete;
+  explicit TemporaryOutput(const std::string& destination) : replacement_(destination) {}
 
-  bool Open() {
-    if (path_.empty() || Faulty(FaultTemporaryOpen)) return false;
-    // "x": the name is ours alone; a file that appeared under it in the meantime is not touched.
-    file_.reset(std::fopen(path_.c_str(), "wbx"));
-    return file_ != nullptr;
-  }
-  std::FILE* File() const { return file_.get(); }
+  bool Open() { return replacement_.Open(); }
+  std::FILE* File() const { return replacement_.File(); }
   bool Write(const void* bytes, size_t size) {
-    if (Faulty(FaultWrite)) return false;
-    return std::fwrite(bytes, 1, size, file_.get()) == size;
+    if (FileFaulty(FaultWrite)) return replacement_.Failed(EIO);
+    return std::fwrite(bytes, 1, size, File()) == size || replacement_.Failed(errno);
   }
   // Copies up to `count` bytes from `in`'s position with copy_file_range, and returns how many
   // it copied; both streams stand behind them afterwards. 0 where it would not gain or the
   // system cannot (another file system on a kernel that refuses, or no support at all).
   uint64_t CopyInKernel(std::FILE* in, uint64_t count) {
-    if (count == 0 || Faulty(FaultWrite) || std::fflush(file_.get()) != 0) return 0;
+    if (count == 0 || FileFaulty(FaultWrite) || std::fflush(File()) != 0) return 0;
     const long start = std::ftell(in);
-    const long at = std::ftell(file_.get());
+    const long at = std::ftell(File());
     // The kernel's copy gains only where source and copy keep the same place within a page
     // (an APP1 of unchanged size); shifted by a few bytes it is slower than plain blocks.
     if (start < 0 || at < 0 || (start - at) % 4096 != 0) return 0;
     loff_t offset = start;
     uint64_t copied = 0;
     while (copied < count) {
-      const ssize_t n = ::copy_file_range(fileno(in), &offset, fileno(file_.get()), nullptr,
+      const ssize_t n = ::copy_file_range(fileno(in), &offset, fileno(File()), nullptr,
                                           size_t(std::min<uint64_t>(count - copied, 1u << 30)), 0);
       if (n <= 0) break;
       copied += uint64_t(n);
     }
     std::fseek(in, long(start + copied), SEEK_SET);
-    std::fseek(file_.get(), 0, SEEK_END);
+    std::fseek(File(), 0, SEEK_END);
     return copied;
   }
-  // Flushes the bytes to the disk and closes, so that a crash after the rename cannot leave a
-  // truncated file under the real name.
-  bool Finish() {
-    bool good = std::fflush(file_.get()) == 0 && ::fsync(fileno(file_.get())) == 0;
-    good = std::fclose(file_.release()) == 0 && good;
-    return good;
-  }
-  // The file now stands under the destination's name (or was removed by the replacement).
-  void HandOver() { handedOver_ = true; }
-  const std::string& Path() const { return path_; }
+  // Flushed to the disk, checked and put in the destination's place.
+  bool Commit() { return replacement_.Commit(); }
 
  private:
-  std::string path_;
-  FilePtr file_;
-  bool handedOver_ = false;
+  FileReplacement replacement_;
 };
 
 // Copies `count` bytes of `in` to the output, in blocks.
@@ -122,14 +93,6 @@ bool CopyBlocks(std::FILE* in, TemporaryOutput& out, uint64_t count) {
   return true;
 }
 
-// Gives the finished temporary file the destination's permission bits, so a save does not
-// change who may read the photograph.
-void KeepPermissions(const std::string& temporary, const std::string& destination) {
-  std::error_code error;
-  fs::file_status status = fs::status(destination, error);
-  if (!error && fs::exists(status)) fs::permissions(temporary, status.permissions(), error);
-}
-
 // Writes the new file through the temporary: `body` fills it and returns 0 or an error code.
 // The destination is replaced only when the whole file was written and flushed.
 template <class Body>
@@ -143,15 +106,11 @@ int RewriteThroughTemporary(const std::string& source, const std::string& destin
   if (error) return Fail(ErrFileStatus);
   uint32_t code = body(in.get(), out, sourceSize);
   in.reset();
-  bool finished = out.Finish();
   // A file that was not written whole never replaces the destination: the destination keeps
   // its old bytes and the temporary goes.
   if (code != 0) return Fail(code);
-  if (!finished) return Fail(ErrFileIo);
-  KeepPermissions(out.Path(), destination);
-  out.HandOver();
-  if (!FileReplaceDestination(out.Path(), destination)) return 0;
-  return 1;
+  FileReachStep(StepWritten);
+  return out.Commit() ? 1 : Fail(ErrFileIo);
 }
 
 uint64_t Position(std::FILE* file) {
@@ -233,69 +192,7 @@ int ReadDateField(const char*& text, int width) {
   return value;
 }
 
-int Rename(const std::string& from, const std::string& to) {
-  if (Faulty(FaultRename)) return -1;
-  return std::rename(from.c_str(), to.c_str());
-}
-
 }  // namespace
-
-void FileInjectFaults(uint32_t faults) { gFaults.store(faults); }
-
-std::string FileTemporaryPath(const std::string& destination) {
-  fs::path folder = fs::path(destination).parent_path();
-  std::error_code error;
-  while (!folder.empty() && !fs::is_directory(folder, error)) folder = folder.parent_path();
-  // A name unique to this process and call: the process id, a counter and random bits.
-  static std::atomic<uint32_t> counter{0};
-  thread_local std::mt19937 random{std::random_device{}()};
-  char name[64];
-  std::snprintf(name, sizeof name, ".tvx%08x%04x%08x.tmp", unsigned(::getpid()), unsigned(counter++ & 0xFFFF),
-                unsigned(random()));
-  return (folder.empty() ? fs::path(name) : folder / name).string();
-}
-
-int FileReplaceDestination(const std::string& temporary, const std::string& destination) {
-  auto dropTemporary = [&] {
-    std::remove(temporary.c_str());
-    return Fail(ErrFileIo);
-  };
-  if (::access(destination.c_str(), W_OK) != 0 && errno != ENOENT) return dropTemporary();
-  // The old destination is kept under a second name until the new one stands. A hard link
-  // keeps it under its own name too, so no moment passes with no file under the real name;
-  // where links are not available it is moved aside instead.
-  std::string saved;
-  bool linked = false;  // saved is a second name of the destination, which stays in place
-  std::error_code error;
-  if (fs::exists(destination, error)) {
-    saved = FileTemporaryPath(destination);
-    linked = ::link(destination.c_str(), saved.c_str()) == 0;
-    if (!linked && Rename(destination, saved) != 0) return dropTemporary();
-  }
-  bool placed = Rename(temporary, destination) == 0;
-  if (!placed) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // another program may hold it briefly
-    placed = Rename(temporary, destination) == 0;
-  }
-  if (!placed && !Faulty(FaultCopy)) {
-    // The copy must make a new file: with the old one linked, the destination's name is freed
-    // first, so the copy never writes into the bytes the saved name still holds.
-    if (linked) std::remove(destination.c_str());
-    placed = fs::copy_file(temporary, destination, fs::copy_options::overwrite_existing, error) && !error;
-    if (!placed) linked = false;  // the destination's name now needs the saved file back
-  }
-  if (!placed) {
-    if (linked) {
-      std::remove(saved.c_str());  // the destination was never touched
-    } else if (!saved.empty()) {
-      std::rename(saved.c_str(), destination.c_str());
-    }
-    return dropTemporary();
-  }
-  std::remove(temporary.c_str());  // only still there when the copy stood in for the rename
-  if (!saved.empty()) std::remove(saved.c_str());
-  return 1;
-}
 
 int JpegReplaceApp1(const std::string& source, const std::string& destination, const uint8_t* bytes,
                     uint32_t size) {

@@ -1,16 +1,19 @@
 // Rewriting JPEG files: replacing or removing the APP1 segment, dropping application segments,
 // and setting a file's dates from a capture date.
 //
-// The source is streamed in blocks and never read whole. The result goes to a temporary file
-// in the destination's folder (the same file system, so the final rename is atomic), is flushed
-// to disk, and only then takes the destination's name. Whatever fails, the destination either
-// holds its old bytes or the complete new file, never a truncated one.
+// The source is streamed in blocks and never read whole. The result goes through one
+// FileReplacement (exif/file_replace.h): a new file in the destination's folder, flushed to disk,
+// that takes the destination's place only when complete. Whatever fails, the destination either
+// holds its old bytes or the complete new file, never a truncated one; symbolic links, hard
+// links, owner, mode and extended attributes are handled there.
 //
 // Results: 1 success, 0 failure with a code pushed on the error stack.
 #pragma once
 
 #include <cstdint>
 #include <string>
+
+#include "exif/file_replace.h"
 
 // The largest payload JpegReplaceApp1 takes: below 65,534 bytes (error 773 otherwise).
 constexpr uint32_t kReplaceApp1Limit = 65534;
@@ -26,23 +29,3 @@ int JpegDeleteSegments(const std::string& source, const std::string& destination
 
 // Sets access and modification times from "YYYY:MM:DD HH:MM:SS" as local time.
 int FileSetTimeFromDate(const std::string& path, const char* dateText);
-
-// A fresh unique path in the folder of `destination` (or the nearest existing folder above it,
-// or the current directory), for a file that will replace the destination.
-std::string FileTemporaryPath(const std::string& destination);
-
-// Puts a finished temporary file in the destination's place: the old destination is moved
-// aside, the temporary renamed in, and the old one removed; on failure the old destination is
-// restored and the temporary deleted. 1 or 0 with 1025.
-int FileReplaceDestination(const std::string& temporary, const std::string& destination);
-
-// Faults a test can inject into the rewrite, to prove that the destination survives each one:
-// the temporary file cannot be created, a write fails, every rename fails, the copy that stands
-// in for a failed rename fails. 0 (the default) injects nothing.
-enum FileFault : uint32_t {
-  FaultTemporaryOpen = 1,
-  FaultWrite = 2,
-  FaultRename = 4,
-  FaultCopy = 8,
-};
-void FileInjectFaults(uint32_t faults);
