@@ -8,3 +8,4 @@ void CliDumpRegister(CLI::App& app);
 void CliSetRegister(CLI::App& app);
 void CliEmbedRegister(CLI::App& app);
 void CliDecodeRegister(CLI::App& app);
+void CliShrinkRegister(CLI::App& app);

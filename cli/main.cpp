@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
   CliSetRegister(app);
   CliEmbedRegister(app);
   CliDecodeRegister(app);
+  CliShrinkRegister(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {
