@@ -11,3 +11,5 @@ void CliCsvRegister(CLI::App& app);
 void CliBatchDatesRegister(CLI::App& app);
 void CliBatchRenameRegister(CLI::App& app);
 void CliBatchSegmentsRegister(CLI::App& app);
+void CliDecodeRegister(CLI::App& app);
+void CliShrinkRegister(CLI::App& app);

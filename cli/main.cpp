@@ -19,6 +19,8 @@ int main(int argc, char** argv) {
   CliBatchDatesRegister(app);
   CliBatchRenameRegister(app);
   CliBatchSegmentsRegister(app);
+  CliDecodeRegister(app);
+  CliShrinkRegister(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {

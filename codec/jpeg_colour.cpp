@@ -1,0 +1,111 @@
+// Upsampling by replication and colour output. A chroma sample is read at the position that
+// replication would have copied it to, so no upsampled buffer is written; the pixels are the
+// same. Colour is by table lookup, without branches in the pixel loop.
+#include <algorithm>
+
+#include "codec/jpeg_internal.h"
+
+namespace {
+
+// Tables addressed by sample value s (-128..383) through an offset of 128, and the clamp
+// table by any colour sum the limited samples can give (-1024..1023).
+struct ColourTables {
+  int32_t y[512], crToRed[512], crToGreen[512], cbToGreen[512], cbToBlue[512];
+  uint8_t clamp[2048];
+};
+
+const ColourTables& Tables() {
+  static const ColourTables tables = [] {
+    ColourTables t{};
+    for (int32_t index = 0; index < 512; ++index) {
+      const int32_t s = index - 128, i = s - 128;
+      t.y[index] = s * 65536;
+      // Formed in double precision in this order, truncated toward zero.
+      t.crToRed[index] = int32_t(i * 1.402 * 65536);
+      t.crToGreen[index] = int32_t(i * 0.71414 * 65536);
+      t.cbToGreen[index] = int32_t(i * 0.34414 * 65536);
+      t.cbToBlue[index] = int32_t(i * 1.772 * 65536);
+    }
+    for (int32_t index = 0; index < 2048; ++index) t.clamp[index] = uint8_t(std::clamp(index - 1024, 0, 255));
+    return t;
+  }();
+  return tables;
+}
+
+// Where a component's sample for output position (x, line) of MCU `mcu` of the unit lies.
+template <int N>
+inline const int32_t* SampleAt(const JpegDecoder& d, const JpegUnit& unit, int32_t c, int32_t mcu, int32_t x,
+                               int32_t line) {
+  const JpegComponent& k = d.comp[c];
+  const int32_t cx = x / (d.maxH / k.h), cy = line / (d.maxV / k.v);
+  const int32_t block = mcu * k.blocksPerMcu + (cy / N) * k.h + cx / N;
+  return unit.samples[c].data() + size_t(block) * N * N + size_t(cy % N) * N + size_t(cx % N);
+}
+
+// n pixels of three components; chroma advances one sample every HR pixels (0: per pixel
+// through SampleAt, for unusual layouts).
+template <int HR>
+inline void ColourRun(const ColourTables& t, const int32_t* yp, const int32_t* cbp, const int32_t* crp, int32_t n,
+                      uint8_t* out) {
+  const int32_t* yTab = t.y + 128;
+  const int32_t* cbB = t.cbToBlue + 128;
+  const int32_t* cbG = t.cbToGreen + 128;
+  const int32_t* crG = t.crToGreen + 128;
+  const int32_t* crR = t.crToRed + 128;
+  const uint8_t* clamp = t.clamp + 1024;
+  for (int32_t i = 0; i < n; ++i, out += 3) {
+    const int32_t y = yTab[yp[i]] + 32768, cb = cbp[i / HR], cr = crp[i / HR];
+    out[0] = clamp[(cbB[cb] + y) >> 16];
+    out[1] = clamp[(y - cbG[cb] - crG[cr]) >> 16];
+    out[2] = clamp[(crR[cr] + y) >> 16];
+  }
+}
+
+}  // namespace
+
+void JpegColourTablesBuild() { Tables(); }
+
+template <bool Half>
+void JpegColourUnit(JpegDecoder& d, const JpegUnit& unit, int32_t mcuX, int32_t mcuCount, int32_t mcuY) {
+  constexpr int N = Half ? 4 : 8;
+  if (mcuY >= d.mcuRows) return;
+  const ColourTables& t = Tables();
+  const int32_t mcuWidth = d.maxH * N, mcuHeight = d.maxV * N;
+  const int32_t top = mcuY * mcuHeight;
+  const int32_t lines = std::min(mcuHeight, d.outHeight - top);
+  const int32_t left = mcuX * mcuWidth;
+  const int32_t right = std::min((mcuX + mcuCount) * mcuWidth, d.outWidth);
+  const bool grey = d.componentCount == 1;
+  // The common layouts: luminance at full resolution, both chroma components alike.
+  int32_t hr = 0;
+  if (!grey && d.comp[0].h == d.maxH && d.comp[0].v == d.maxV && d.comp[1].h == d.comp[2].h &&
+      d.comp[1].v == d.comp[2].v)
+    hr = d.maxH / d.comp[1].h;
+  for (int32_t line = 0; line < lines; ++line) {
+    uint8_t* row = d.pixels.get() + size_t(d.outHeight - 1 - (top + line)) * size_t(d.stride);
+    for (int32_t x = left; x < right; x += N) {
+      const int32_t mcu = x / mcuWidth - mcuX, local = x % mcuWidth;
+      const int32_t n = std::min(N, right - x);
+      uint8_t* out = row + size_t(x) * 3;
+      const int32_t* yp = SampleAt<N>(d, unit, 0, mcu, local, line);
+      if (grey) {
+        for (int32_t i = 0; i < n; ++i) out[3 * i] = out[3 * i + 1] = out[3 * i + 2] = t.clamp[1024 + yp[i]];
+        continue;
+      }
+      const int32_t* cbp = SampleAt<N>(d, unit, 1, mcu, local, line);
+      const int32_t* crp = SampleAt<N>(d, unit, 2, mcu, local, line);
+      switch (hr) {
+        case 1: ColourRun<1>(t, yp, cbp, crp, n, out); break;
+        case 2: ColourRun<2>(t, yp, cbp, crp, n, out); break;
+        case 4: ColourRun<4>(t, yp, cbp, crp, n, out); break;
+        default:
+          for (int32_t i = 0; i < n; ++i)
+            ColourRun<1>(t, SampleAt<N>(d, unit, 0, mcu, local + i, line), SampleAt<N>(d, unit, 1, mcu, local + i, line),
+                         SampleAt<N>(d, unit, 2, mcu, local + i, line), 1, out + 3 * i);
+      }
+    }
+  }
+}
+
+template void JpegColourUnit<false>(JpegDecoder&, const JpegUnit&, int32_t, int32_t, int32_t);
+template void JpegColourUnit<true>(JpegDecoder&, const JpegUnit&, int32_t, int32_t, int32_t);

@@ -1,0 +1,452 @@
+#include "codec/jpeg_encoder.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdio>
+#include <fstream>
+
+#include "codec/jpeg_tables.h"
+
+const int32_t kJpegQuantOnes[64] = {
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
+};
+const int32_t kJpegQuantFine[64] = {
+    1, 1, 1, 1, 2, 2, 4, 4,  //
+    1, 1, 1, 2, 2, 2, 4, 4,  //
+    1, 1, 2, 2, 4, 4, 4, 8,  //
+    1, 1, 2, 2, 4, 4, 4, 8,  //
+    1, 2, 2, 4, 4, 4, 8, 8,  //
+    2, 2, 4, 4, 4, 8, 8, 8,  //
+    2, 4, 4, 4, 8, 8, 8, 8,  //
+    4, 4, 4, 8, 8, 8, 8, 8,  //
+};
+const int32_t kJpegQuantNormal[64] = {
+    1, 2, 2, 3, 4, 6,  8,  10,  //
+    2, 3, 3, 4, 4, 7,  7,  9,   //
+    3, 2, 4, 5, 6, 8,  7,  9,   //
+    3, 3, 4, 4, 5, 9,  10, 11,  //
+    3, 4, 6, 6, 6, 11, 11, 10,  //
+    5, 5, 5, 6, 8, 10, 11, 12,  //
+    5, 6, 8, 6, 9, 12, 12, 12,  //
+    6, 7, 9, 10, 10, 12, 12, 12,  //
+};
+const int32_t kJpegQuantCoarse[64] = {
+    2,  3,  4,  3,  8,  12, 16, 20,  //
+    4,  6,  6,  8,  8,  14, 14, 18,  //
+    6,  4,  8,  10, 12, 16, 14, 18,  //
+    6,  6,  8,  8,  10, 18, 20, 22,  //
+    12, 8,  12, 12, 12, 22, 22, 20,  //
+    10, 10, 10, 12, 16, 20, 22, 24,  //
+    10, 12, 16, 12, 18, 24, 24, 24,  //
+    12, 14, 18, 10, 20, 24, 24, 24,  //
+};
+
+namespace {
+
+// The colour coefficients in table order: Y from R, G, B; Cb from R, G, B; Cr from R, G, B.
+constexpr double kColourCoefficients[9] = {0.299, 0.587, 0.114, 0.16874, 0.33126, 0.5, 0.5, 0.41869, 0.08131};
+
+// One Huffman table as code and length by symbol byte.
+struct HuffmanCodes {
+  uint16_t code[256] = {};
+  uint8_t length[256] = {};
+};
+
+HuffmanCodes HuffmanCodesOf(const JpegHuffmanSpec& spec) {
+  HuffmanCodes codes;
+  uint32_t code = 0, k = 0;
+  for (uint32_t length = 1; length <= 16; ++length, code <<= 1)
+    for (uint32_t i = 0; i < spec.counts[length - 1]; ++i, ++code, ++k) {
+      codes.code[spec.symbols[k]] = uint16_t(code);
+      codes.length[spec.symbols[k]] = uint8_t(length);
+    }
+  return codes;
+}
+
+struct EncoderHuffman {
+  HuffmanCodes dc[2], ac[2];
+  EncoderHuffman()
+      : dc{HuffmanCodesOf(kJpegDcLuminance), HuffmanCodesOf(kJpegDcChrominance)},
+        ac{HuffmanCodesOf(kJpegAcLuminance), HuffmanCodesOf(kJpegAcChrominance)} {}
+};
+
+const EncoderHuffman& Huffman() {
+  static const EncoderHuffman tables;  // built once, read only afterwards
+  return tables;
+}
+
+// ---- bit writer: MSB first; a filled byte of FF is followed by 00. Bits gather in a 64-bit
+// word and leave it a byte at a time, so a code costs a shift and an or, not a loop per bit.
+
+inline void EmitByte(JpegEncoder* e, uint8_t byte) {
+  uint8_t* out = e->output.data() + e->outputPosition;
+  out[0] = byte;
+  out[1] = 0x00;  // kept only behind FF
+  e->outputPosition += byte == 0xFF ? 2 : 1;
+}
+
+// The worst MCU (4 by 4 luminance blocks and two chroma blocks, every coefficient coded with the
+// longest code, every byte stuffed) takes under 8 KiB; room is made before each MCU.
+constexpr size_t kMcuRoom = 8192;
+void EnsureRoom(JpegEncoder* e) {
+  if (e->output.size() - e->outputPosition < kMcuRoom)
+    e->output.resize(std::max(e->output.size() * 2, e->outputPosition + kMcuRoom));
+}
+
+inline void PutBits(JpegEncoder* e, uint32_t bits, uint32_t count) {
+  if (count == 0) return;
+  e->bitBuffer = (e->bitBuffer << count) | (bits & ((1u << count) - 1));
+  e->bitPosition += count;
+  while (e->bitPosition >= 8) {
+    e->bitPosition -= 8;
+    EmitByte(e, uint8_t(e->bitBuffer >> e->bitPosition));
+  }
+}
+
+// Pads a pending partial byte with zero bits.
+void FlushBits(JpegEncoder* e) {
+  if (e->bitPosition == 0) return;
+  EmitByte(e, uint8_t(e->bitBuffer << (8 - e->bitPosition)));
+  e->bitBuffer = 0;
+  e->bitPosition = 0;
+}
+
+uint32_t BitLength(int32_t value) {
+  return uint32_t(std::bit_width(uint32_t(value < 0 ? -int64_t(value) : value)));
+}
+
+// ---- forward transform: 13-bit fixed point, the counterpart of the decoder's inverse.
+
+// ((v >> 7) * c) >> 6, in 64 bits so that no product can overflow.
+inline int32_t Mul(int64_t v, int64_t c) { return int32_t(((v >> 7) * c) >> 6); }
+
+// One line of eight. The first pass takes samples and scales them up by 13 bits; the second
+// takes the first pass's results, already scaled.
+void ForwardLine(const int32_t* x, int stride, int32_t* out, int outStride, bool firstPass) {
+  const int32_t a0 = x[0] + x[7 * stride], a1 = x[stride] + x[6 * stride];
+  const int32_t a2 = x[3 * stride] + x[4 * stride], a3 = x[2 * stride] + x[5 * stride];
+  const int32_t d07 = x[0] - x[7 * stride], d16 = x[stride] - x[6 * stride];
+  const int32_t d25 = x[2 * stride] - x[5 * stride], d34 = x[3 * stride] - x[4 * stride];
+  const int shift = firstPass ? 13 : 0;
+  int32_t b0, b1, b2, b3;
+  if (firstPass) {
+    b0 = d07 * 4176;
+    b1 = d16 * 4926;
+    b2 = d25 * 7372;
+    b3 = d34 * 20995;
+  } else {
+    b0 = Mul(d07, 4176);
+    b1 = Mul(d16, 4926);
+    b2 = Mul(d25, 7372);
+    b3 = Mul(d34, 20995);
+  }
+  const int64_t p0 = int64_t(a0 + a2) << shift, p1 = int64_t(a1 + a3) << shift;
+  const int32_t d0 = Mul((int64_t(a0) << shift) - (int64_t(a2) << shift), 4433);
+  const int32_t d1 = Mul((int64_t(a1) << shift) - (int64_t(a3) << shift), 10703);
+  const int32_t e = d0 + d1, f = Mul(int64_t(d0) - d1, 5792);
+  const int32_t s = b3 + b0, t = b2 + b1;
+  const int32_t g0 = Mul(int64_t(b0) - b3, 4433), g1 = Mul(int64_t(b1) - b2, 10703);
+  const int32_t u = s + t, v = Mul(int64_t(s) - t, 5792), w = g0 + g1, z = Mul(int64_t(g0) - g1, 5792);
+  const int32_t y = w + z;
+  out[0] = Mul(p0 + p1, 5792);
+  out[outStride] = u + y;
+  out[2 * outStride] = e + f;
+  out[3 * outStride] = y + v;
+  out[4 * outStride] = Mul(p0 - p1, 5792);
+  out[5 * outStride] = v + z;
+  out[6 * outStride] = f;
+  out[7 * outStride] = z;
+}
+
+// Division by a quantisation step as a multiplication: with m = ceil(2^32 / q), (x * m) >> 32
+// equals x / q for every x below 2^24 and q up to 255, and the transform's results stay below
+// 2^17. Truncation toward zero is kept by dividing the magnitude.
+struct Quantiser {
+  uint64_t reciprocal[64];
+  explicit Quantiser(const int32_t* steps) {
+    for (int i = 0; i < 64; ++i) {
+      const uint64_t q = uint64_t(std::clamp<int32_t>(steps[i], 1, 255));
+      reciprocal[i] = ((uint64_t(1) << 32) + q - 1) / q;
+    }
+  }
+  int32_t Apply(int32_t value, int i) const {
+    const uint64_t magnitude = uint64_t(value < 0 ? -int64_t(value) : value);
+    const int32_t quotient = int32_t((magnitude * reciprocal[i]) >> 32);
+    return value < 0 ? -quotient : quotient;
+  }
+};
+
+// Transforms and quantises one block in place (natural order).
+void ForwardBlock(int32_t* block, const Quantiser& quantiser) {
+  int32_t transposed[64];
+  for (int row = 0; row < 8; ++row) ForwardLine(block + 8 * row, 1, transposed + row, 8, true);
+  for (int column = 0; column < 8; ++column) ForwardLine(transposed + 8 * column, 1, block + column, 8, false);
+  for (int i = 0; i < 64; ++i) block[i] = quantiser.Apply(block[i] >> 15, i);
+}
+
+// Codes one quantised block; false when a value needs a code the tables do not hold.
+bool CodeBlock(JpegEncoder* e, const int32_t* block, int component, const HuffmanCodes& dc,
+               const HuffmanCodes& ac) {
+  const int32_t diff = block[0] - e->dcPredictor[component];
+  const uint32_t dcLength = BitLength(diff);
+  if (dcLength > 11) return false;
+  PutBits(e, dc.code[dcLength], dc.length[dcLength]);
+  if (dcLength) {
+    PutBits(e, uint32_t(diff < 0 ? diff - 1 : diff) & ((1u << dcLength) - 1), dcLength);
+    e->dcPredictor[component] = block[0];
+  }
+  // Only up to the last non-zero coefficient; the zeros behind it are one EOB.
+  int last = 63;
+  while (last > 0 && block[kJpegZigzag[last]] == 0) --last;
+  uint32_t run = 0;
+  for (int k = 1; k <= last; ++k) {
+    const int32_t value = block[kJpegZigzag[k]];
+    if (value == 0) {
+      ++run;
+      continue;
+    }
+    for (; run > 15; run -= 16) PutBits(e, ac.code[0xF0], ac.length[0xF0]);  // ZRL
+    const uint32_t size = BitLength(value);
+    // Beyond 10 bits the typical tables hold no code for the pair; writing another symbol's code
+    // would corrupt the picture, so the encode fails instead.
+    if (size > 10) return false;
+    const uint8_t symbol = uint8_t((run << 4) | size);
+    PutBits(e, ac.code[symbol], ac.length[symbol]);
+    PutBits(e, uint32_t(value < 0 ? value - 1 : value) & ((1u << size) - 1), size);
+    run = 0;
+  }
+  if (last < 63) PutBits(e, ac.code[0x00], ac.length[0x00]);  // EOB
+  return true;
+}
+
+// The source picture: bottom-up BGR rows padded to 4 bytes, read in place.
+struct Source {
+  const uint8_t* pixels;
+  size_t stride;
+  // Row y counted from the top of the picture.
+  const uint8_t* Row(uint32_t y, uint32_t height) const { return pixels + size_t(height - 1 - y) * stride; }
+};
+
+inline int32_t Limit(int32_t value) { return std::clamp<int32_t>(int16_t(value), -128, 127); }
+
+// Fetches one MCU: the luminance blocks in h-by-v order, and the chroma at full resolution.
+void FetchMcu(const JpegEncoder* e, const Source& source, uint32_t mcuX, uint32_t mcuY, int32_t* yBlocks,
+              int32_t* cbFull, int32_t* crFull) {
+  const auto& t = e->colourTables;
+  const uint32_t mcuWidth = 8 * e->hSampling, mcuHeight = 8 * e->vSampling;
+  const uint32_t firstColumn = mcuX * mcuWidth;
+  const uint32_t inside = firstColumn < e->width ? std::min(mcuWidth, e->width - firstColumn) : 0;
+  for (uint32_t dy = 0; dy < mcuHeight; ++dy) {
+    const uint32_t row = std::min(mcuY * mcuHeight + dy, e->height - 1);  // past the end: the last row
+    const uint8_t* pixel = source.Row(row, e->height) + 3 * size_t(firstColumn);
+    int32_t* yRow = yBlocks + 64 * (dy / 8) * e->hSampling + 8 * (dy % 8);
+    int32_t* cbRow = cbFull + dy * mcuWidth;
+    int32_t* crRow = crFull + dy * mcuWidth;
+    int32_t y = 0, cb = 0, cr = 0;
+    for (uint32_t dx = 0; dx < mcuWidth; ++dx, pixel += 3) {
+      if (dx < inside) {  // past the end: the previous sample of the row again
+        const uint8_t b = pixel[0], g = pixel[1], r = pixel[2];
+        y = Limit((t[0][r] + t[1][g] + t[2][b] - 8388608 + 32767) >> 16);
+        cb = Limit((-t[3][r] - t[4][g] + t[5][b] + 32767) >> 16);
+        cr = Limit((t[6][r] - t[7][g] - t[8][b] + 32767) >> 16);
+      }
+      yRow[64 * (dx / 8) + dx % 8] = y;
+      cbRow[dx] = cb;
+      crRow[dx] = cr;
+    }
+  }
+}
+
+// Decimation without averaging: every v-th row and every h-th column.
+void Subsample(const JpegEncoder* e, const int32_t* full, int32_t* block) {
+  const uint32_t mcuWidth = 8 * e->hSampling;
+  for (uint32_t row = 0; row < 8; ++row)
+    for (uint32_t column = 0; column < 8; ++column)
+      block[8 * row + column] = full[(row * e->vSampling) * mcuWidth + column * e->hSampling];
+}
+
+void PutRestart(JpegEncoder* e, uint32_t markerCount) {
+  FlushBits(e);
+  e->output[e->outputPosition++] = 0xFF;
+  e->output[e->outputPosition++] = uint8_t(0xD0 + (markerCount & 7));
+  e->dcPredictor[0] = e->dcPredictor[1] = e->dcPredictor[2] = 0;
+}
+
+void PutU16(std::vector<uint8_t>& out, uint32_t value) {
+  out.push_back(uint8_t(value >> 8));
+  out.push_back(uint8_t(value));
+}
+
+void PutHuffmanSegment(std::vector<uint8_t>& out, uint8_t id, const JpegHuffmanSpec& spec) {
+  out.insert(out.end(), {0xFF, 0xC4});
+  PutU16(out, 2 + 1 + 16 + spec.symbolCount);
+  out.push_back(id);
+  out.insert(out.end(), spec.counts, spec.counts + 16);
+  out.insert(out.end(), spec.symbols, spec.symbols + spec.symbolCount);
+}
+
+void PutQuantSegment(std::vector<uint8_t>& out, uint8_t id, const int32_t* steps) {
+  out.insert(out.end(), {0xFF, 0xDB, 0x00, 0x43, id});
+  for (int k = 0; k < 64; ++k) out.push_back(uint8_t(steps[kJpegZigzag[k]]));
+}
+
+}  // namespace
+
+JpegEncoderPtr JpegEncoderCreate() {
+  JpegEncoderPtr encoder(new JpegEncoder);
+  for (int table = 0; table < 9; ++table)
+    for (int i = 0; i < 256; ++i)
+      encoder->colourTables[table][i] = int32_t(i * kColourCoefficients[table] * 65536 + 0.5);
+  encoder->lumaTable = kJpegQuantNormal;
+  encoder->chromaTable = kJpegQuantNormal;
+  return encoder;
+}
+
+void JpegEncoderDestroy(JpegEncoder* encoder) { delete encoder; }
+
+int JpegEncoderSetSampling(JpegEncoder* encoder, uint32_t h, uint32_t v) {
+  auto valid = [](uint32_t f) { return f == 1 || f == 2 || f == 4; };
+  if (!encoder || !valid(h) || !valid(v)) return JpegEncoderFailed;
+  encoder->hSampling = h;
+  encoder->vSampling = v;
+  return JpegEncoderOk;
+}
+
+int JpegEncoderSetTables(JpegEncoder* encoder, const int32_t* luma, const int32_t* chroma) {
+  if (!encoder) return JpegEncoderFailed;
+  if (luma) encoder->lumaTable = luma;
+  if (chroma) encoder->chromaTable = chroma;
+  return JpegEncoderOk;
+}
+
+int JpegEncoderSetRestart(JpegEncoder* encoder, int32_t interval) {
+  if (!encoder || interval >= 65535 || interval < -1) return JpegEncoderFailed;
+  encoder->restartInterval = interval;
+  return JpegEncoderOk;
+}
+
+int JpegEncoderSetLevel(JpegEncoder* encoder, int level) {
+  if (!encoder || level <= 0 || level > 10) return 1;
+  struct Level {
+    int upTo;
+    const int32_t* table;
+    uint32_t h, v;
+  };
+  static constexpr Level kLevels[] = {
+      {3, kJpegQuantCoarse, 2, 2}, {5, kJpegQuantNormal, 2, 1}, {8, kJpegQuantFine, 2, 1}, {10, kJpegQuantOnes, 1, 1}};
+  const Level& chosen = *std::find_if(std::begin(kLevels), std::end(kLevels), [&](const Level& l) { return level <= l.upTo; });
+  JpegEncoderSetTables(encoder, chosen.table, chosen.table);
+  JpegEncoderSetSampling(encoder, chosen.h, chosen.v);
+  return 1;
+}
+
+int JpegEncoderSetExif(JpegEncoder* encoder, const uint8_t* data, uint32_t size) {
+  if (!encoder || !data || size == 0 || size > 65533) return JpegEncoderFailed;
+  encoder->exifSegment.assign(data, data + size);
+  return JpegEncoderOk;
+}
+
+int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uint32_t height) {
+  if (!e || !pixels || width == 0 || height == 0 || width > 65535 || height > 65535) return JpegEncoderFailed;
+  e->width = width;
+  e->height = height;
+  e->mcusPerRow = (width + 8 * e->hSampling - 1) / (8 * e->hSampling);
+  e->mcuRows = (height + 8 * e->vSampling - 1) / (8 * e->vSampling);
+  const uint32_t interval = e->restartInterval == -1 ? e->mcusPerRow : uint32_t(e->restartInterval);
+  const Source source{pixels, (size_t(width) * 3 + 3) & ~size_t(3)};
+  const uint32_t blocks = e->hSampling * e->vSampling;
+  std::vector<int32_t> yBlocks(64 * blocks), cbFull(64 * blocks), crFull(64 * blocks);
+  int32_t cb[64], cr[64];
+  const EncoderHuffman& huffman = Huffman();
+  const Quantiser luma(e->lumaTable), chroma(e->chromaTable);
+  e->output.assign(size_t(width) * height / 2 + kMcuRoom, 0);
+  e->outputPosition = 0;
+  e->bitBuffer = e->bitPosition = 0;
+  e->dcPredictor[0] = e->dcPredictor[1] = e->dcPredictor[2] = 0;
+  uint32_t sinceRestart = 0, markers = 0;
+  const uint64_t lastMcu = uint64_t(e->mcuRows) * e->mcusPerRow;
+  uint64_t mcu = 0;
+  for (uint32_t mcuY = 0; mcuY < e->mcuRows; ++mcuY) {
+    for (uint32_t mcuX = 0; mcuX < e->mcusPerRow; ++mcuX) {
+      EnsureRoom(e);
+      FetchMcu(e, source, mcuX, mcuY, yBlocks.data(), cbFull.data(), crFull.data());
+      Subsample(e, cbFull.data(), cb);
+      Subsample(e, crFull.data(), cr);
+      bool coded = true;
+      for (uint32_t b = 0; b < blocks && coded; ++b) {
+        ForwardBlock(&yBlocks[64 * b], luma);
+        coded = CodeBlock(e, &yBlocks[64 * b], 0, huffman.dc[0], huffman.ac[0]);
+      }
+      ForwardBlock(cb, chroma);
+      ForwardBlock(cr, chroma);
+      coded = coded && CodeBlock(e, cb, 1, huffman.dc[1], huffman.ac[1]) &&
+              CodeBlock(e, cr, 2, huffman.dc[1], huffman.ac[1]);
+      if (!coded) {
+        e->failed = true;
+        e->output.clear();
+        return JpegEncoderFailed;
+      }
+      ++mcu;
+      if (interval && ++sinceRestart == interval) {
+        sinceRestart = 0;
+        if (mcu != lastMcu) PutRestart(e, markers++);
+      }
+    }
+  }
+  EnsureRoom(e);
+  FlushBits(e);
+  e->output[e->outputPosition++] = 0xFF;
+  e->output[e->outputPosition++] = 0xD9;
+  e->output.resize(e->outputPosition);
+  e->failed = false;
+  return JpegEncoderOk;
+}
+
+int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
+  if (!e || e->output.empty() || e->failed) return JpegEncoderFailed;
+  out.clear();
+  out.reserve(2 + (e->exifSegment.empty() ? 0 : e->exifSegment.size() + 4) + 589 + 6 + 14 + e->output.size());
+  out.insert(out.end(), {0xFF, 0xD8});
+  if (!e->exifSegment.empty()) {
+    out.insert(out.end(), {0xFF, 0xE1});
+    PutU16(out, uint32_t(e->exifSegment.size()) + 2);
+    out.insert(out.end(), e->exifSegment.begin(), e->exifSegment.end());
+  }
+  PutQuantSegment(out, 0, e->lumaTable);
+  PutQuantSegment(out, 1, e->chromaTable);
+  PutHuffmanSegment(out, 0x00, kJpegDcLuminance);
+  PutHuffmanSegment(out, 0x01, kJpegDcChrominance);
+  PutHuffmanSegment(out, 0x10, kJpegAcLuminance);
+  PutHuffmanSegment(out, 0x11, kJpegAcChrominance);
+  // Component ids count from zero; the program's own decoder never looks at them.
+  out.insert(out.end(), {0xFF, 0xC0, 0x00, 0x11, 0x08});
+  PutU16(out, e->height);
+  PutU16(out, e->width);
+  out.insert(out.end(), {0x03, 0x00, uint8_t((e->hSampling << 4) | e->vSampling), 0x00, 0x01, 0x11, 0x01, 0x02,
+                         0x11, 0x01});
+  if (e->restartInterval != 0) {
+    out.insert(out.end(), {0xFF, 0xDD, 0x00, 0x04});
+    PutU16(out, e->restartInterval == -1 ? e->mcusPerRow : uint32_t(e->restartInterval));
+  }
+  out.insert(out.end(), {0xFF, 0xDA, 0x00, 0x0C, 0x03, 0x00, 0x00, 0x01, 0x11, 0x02, 0x11, 0x00, 0x3F, 0x00});
+  out.insert(out.end(), e->output.begin(), e->output.end());
+  return JpegEncoderOk;
+}
+
+int JpegEncoderToFile(const JpegEncoder* e, const std::string& path) {
+  struct stat existing;
+  if (!e || ::stat(path.c_str(), &existing) == 0) return JpegEncoderFailed;
+  std::vector<uint8_t> file;
+  if (JpegEncoderToMemory(e, file) != JpegEncoderOk) return JpegEncoderFailed;
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(file.data()), std::streamsize(file.size()));
+  out.close();
+  if (!out) {
+    std::remove(path.c_str());
+    return JpegEncoderFailed;
+  }
+  return JpegEncoderOk;
+}

@@ -1,0 +1,196 @@
+// Entropy decoding: the bit reader and the Huffman decoder of an MCU row (single thread and
+// pipeline) or of one MCU (restart segments).
+//
+// The accumulator is topped up to at least 57 bits, so the common case (a code of 8 bits or
+// fewer and its value bits) costs one table lookup and no refill check per bit.
+#include <cstring>
+
+#include "codec/jpeg_internal.h"
+
+namespace {
+
+// Natural index of each zig-zag position, padded with 15 entries so that a run past 63 lands
+// harmlessly before the check catches it.
+constexpr uint8_t kZigZag[64 + 16] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33,
+    40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36,
+    29, 22, 15, 23, 30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54,
+    47, 55, 62, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63};
+
+// The main reader hands the file's next chunk to its bits when they run dry.
+bool BitsRefill(JpegDecoder& d) {
+  JpegBits& b = d.bits;
+  d.bytesLeft = int32_t(b.end - b.next);
+  d.readPos = int32_t(b.next - d.inputBuffer.data());
+  if (!d.sourceFile) return false;
+  JpegSourceRefill(d);
+  b.next = d.inputBuffer.data() + d.readPos;
+  b.end = b.next + d.bytesLeft;
+  return b.next != b.end;
+}
+
+// Tops the accumulator up. After FF 00 the 00 is dropped; after FF D9 only zero bytes
+// follow; any other marker enters as data and is noted. A file that runs out stops short.
+inline void BitsFill(JpegBits& b, JpegDecoder* owner) {
+  while (b.bitCount <= 56) {
+    if (b.next == b.end) {
+      // After EOI, and past a restart segment's end, zero bytes follow.
+      if (b.eoiSeen || !owner) {
+        b.accumulator <<= 8;
+        b.bitCount += 8;
+        continue;
+      }
+      if (!BitsRefill(*owner)) return;
+    }
+    const uint32_t byte = *b.next++;
+    b.accumulator = b.accumulator << 8 | byte;
+    b.bitCount += 8;
+    if (byte != 0xFF) continue;
+    if (b.next == b.end && owner) BitsRefill(*owner);
+    if (b.next == b.end) continue;
+    if (*b.next == 0x00) {
+      ++b.next;
+    } else if (*b.next == 0xD9) {
+      b.eoiSeen = 1;
+      b.end = b.next + 1;  // D9 enters, then zeros
+    } else {
+      b.markerSeen = 1;
+    }
+  }
+}
+
+inline bool BitsNeed(JpegBits& b, JpegDecoder* owner, uint32_t n) {
+  if (b.bitCount < n) BitsFill(b, owner);
+  return b.bitCount >= n;
+}
+
+inline int32_t BitsTake(JpegBits& b, uint32_t n) {
+  b.bitCount -= n;
+  return int32_t((b.accumulator >> b.bitCount) & ((uint64_t(1) << n) - 1));
+}
+
+// A value of s bits, extended to its signed meaning.
+inline int32_t Extend(int32_t value, uint32_t s) {
+  return value < (1 << (s - 1)) ? value - (1 << s) + 1 : value;
+}
+
+// The next symbol, or -1 for a code not in the table or a stream that ran out.
+inline int32_t DecodeSymbol(JpegBits& b, JpegDecoder* owner, const JpegHuffman& table) {
+  if (b.bitCount < 16) {
+    BitsFill(b, owner);
+    if (b.bitCount < 8) return -1;
+  }
+  const uint32_t peek = uint32_t(b.accumulator >> (b.bitCount - 8)) & 0xFF;
+  const uint32_t length = table.fastLength[peek];
+  if (length != 0) {
+    b.bitCount -= length;
+    return table.fastSymbol[peek];
+  }
+  if (b.bitCount < 16) return -1;
+  const int32_t code16 = int32_t(b.accumulator >> (b.bitCount - 16)) & 0xFFFF;
+  for (uint32_t len = 9; len <= 16; ++len) {
+    const int32_t code = code16 >> (16 - len);
+    if (code <= table.maxCode[len]) {
+      b.bitCount -= len;
+      const int32_t index = table.valueOffset[len] + code;
+      if (index < 0 || index >= int32_t(table.symbols.size())) return -1;
+      return table.symbols[size_t(index)];
+    }
+  }
+  return -1;
+}
+
+// One block: DC difference and AC run-lengths into natural order. -1 on broken data.
+inline int DecodeBlock(JpegBits& b, JpegDecoder* owner, const JpegHuffman& dc, const JpegHuffman& ac,
+                       int32_t& predictor, int32_t* block) {
+  const int32_t s = DecodeSymbol(b, owner, dc);
+  if (s < 0 || s > 15) return -1;
+  int32_t diff = 0;
+  if (s) {
+    if (!BitsNeed(b, owner, uint32_t(s))) return -1;
+    diff = Extend(BitsTake(b, uint32_t(s)), uint32_t(s));
+  }
+  // The predictor wraps deliberately: a hostile stream may push it past 32 bits.
+  predictor = int32_t(uint32_t(predictor) + uint32_t(diff));
+  block[0] = predictor;
+  for (int32_t k = 1; k < 64;) {
+    const int32_t rs = DecodeSymbol(b, owner, ac);
+    if (rs <= 0) return rs;  // 0 ends the block
+    const int32_t r = rs >> 4, size = rs & 15;
+    if (size == 0) {
+      if (r != 15) return -1;
+      k += 16;
+      continue;
+    }
+    k += r;
+    if (k > 63) return -1;
+    if (!BitsNeed(b, owner, uint32_t(size))) return -1;
+    block[kZigZag[k]] = Extend(BitsTake(b, uint32_t(size)), uint32_t(size));
+    ++k;
+  }
+  return 0;
+}
+
+// The MCU at `mcu` of the unit (MCU index within the unit's buffers).
+inline int DecodeMcu(const JpegDecoder& d, JpegBits& b, JpegDecoder* owner, int32_t* predictor, JpegUnit& unit,
+                     int32_t mcu) {
+  for (int32_t c = 0; c < d.componentCount; ++c) {
+    const JpegComponent& k = d.comp[c];
+    const JpegHuffman& dc = d.huffman[k.dcTableIndex];
+    const JpegHuffman& ac = d.huffman[k.acTableIndex];
+    int32_t* block = unit.coefficients[c].data() + size_t(mcu) * size_t(k.blocksPerMcu) * 64;
+    for (int32_t i = 0; i < k.blocksPerMcu; ++i, block += 64)
+      if (DecodeBlock(b, owner, dc, ac, predictor[c], block) != 0) return -1;
+  }
+  return 0;
+}
+
+// After an MCU: the end of the data, or a restart. 1 when the picture's data has ended.
+int EndOrRestart(JpegDecoder& d, bool lastMcu) {
+  JpegBits& b = d.bits;
+  const uint32_t whole = b.bitCount & ~7u;
+  if (b.eoiSeen) {
+    if (whole < 9) return 1;
+    if (((b.accumulator >> (whole - 8)) & 0xFF) == 0xFF && ((b.accumulator >> (whole - 16)) & 0xFF) == 0xD9) return 1;
+  } else if (whole == 0) {
+    BitsFill(b, &d);
+    if (b.bitCount >= 16 && ((b.accumulator >> (b.bitCount - 8)) & 0xFF) == 0xFF &&
+        ((b.accumulator >> (b.bitCount - 16)) & 0xFF) == 0xD9)
+      return 1;
+  }
+  if (d.restartInterval == 0 || ++d.restartCounter < d.restartInterval || lastMcu) return 0;
+  d.restartCounter = 0;
+  b.bitCount &= ~7u;
+  if (!BitsNeed(b, &d, 16)) return -1;
+  BitsTake(b, 8);
+  const int32_t marker = BitsTake(b, 8);
+  // Only the range is tested: markers out of sequence are accepted.
+  if (marker >= 0xD0 && marker <= 0xD7) d.dcPredictor[0] = d.dcPredictor[1] = d.dcPredictor[2] = 0;
+  return 0;
+}
+
+}  // namespace
+
+void JpegBitsStart(JpegBits& bits, const uint8_t* begin, const uint8_t* end) {
+  bits = JpegBits{};
+  bits.next = begin;
+  bits.end = end;
+}
+
+int JpegEntropyDecodeRow(JpegDecoder& d, JpegUnit& unit) {
+  const bool lastRow = unit.mcuRow == d.mcuRows - 1;
+  for (int32_t x = 0; x < d.mcusPerRow; ++x) {
+    if (DecodeMcu(d, d.bits, &d, d.dcPredictor, unit, x) != 0) return -1;
+    const int end = EndOrRestart(d, lastRow && x == d.mcusPerRow - 1);
+    if (end < 0) return -1;
+    if (end > 0) {
+      d.finished = 1;
+      return 0;
+    }
+  }
+  return 0;
+}
+
+int JpegEntropyDecodeMcu(const JpegDecoder& d, JpegBits& bits, int32_t* predictor, JpegUnit& unit) {
+  return DecodeMcu(d, bits, nullptr, predictor, unit, 0);
+}
