@@ -38,6 +38,7 @@ struct JpegBits {
   uint32_t bitCount = 0;
   int32_t eoiSeen = 0;
   int32_t markerSeen = 0;
+  uint32_t padBits = 0;  // zero bits fed after the file ran out
   const uint8_t* next = nullptr;
   const uint8_t* end = nullptr;
 };
