@@ -38,6 +38,7 @@ inline void BitsFill(JpegBits& b, JpegDecoder* owner) {
       if (b.eoiSeen || !owner) {
         b.accumulator <<= 8;
         b.bitCount += 8;
+        b.padBits += 8;
         continue;
       }
       if (!BitsRefill(*owner)) {
@@ -120,6 +121,19 @@ inline int DecodeBlock(JpegBits& b, JpegDecoder* owner, const JpegHuffman& dc, c
   predictor = int32_t(uint32_t(predictor) + uint32_t(diff));
   block[0] = predictor;
   for (int32_t k = 1; k < 64;) {
+    // The guarded fast path: a short code and a small value in one lookup.
+    if (b.bitCount < 32) BitsFill(b, owner);
+    if (b.bitCount >= 32) {
+      const int32_t fast = ac.acFast[uint32_t(b.accumulator >> (b.bitCount - 9)) & 511];
+      if (fast) {
+        k += (fast >> 4) & 15;
+        if (k > 63) return -1;
+        b.bitCount -= uint32_t(fast & 15);
+        block[kZigZag[k]] = fast >> 8;
+        ++k;
+        continue;
+      }
+    }
     const int32_t rs = DecodeSymbol(b, owner, ac);
     if (rs <= 0) return rs;  // 0 ends the block
     const int32_t r = rs >> 4, size = rs & 15;
@@ -154,15 +168,17 @@ inline int DecodeMcu(const JpegDecoder& d, JpegBits& b, JpegDecoder* owner, int3
 // After an MCU: the end of the data, or a restart. 1 when the picture's data has ended.
 int EndOrRestart(JpegDecoder& d, bool lastMcu) {
   JpegBits& b = d.bits;
-  if (b.bitCount < b.padBits) return -1;  // the MCU needed bits the file does not have
   const uint32_t whole = b.bitCount & ~7u;
   auto byteAt = [&](uint32_t index) { return uint32_t(b.accumulator >> (whole - 8 * (index + 1))) & 0xFF; };
   if (b.eoiSeen) {
-    if (whole < 9) return 1;
+    // The MCU read into the EOI marker or past it: the data has ended there.
+    if (b.bitCount < b.padBits + 16) return 1;
     if (byteAt(0) == 0xFF && byteAt(1) == 0xD9) return 1;
     // Some encoders write a restart marker just before EOI: that too is the end.
     if (whole >= 32 && byteAt(0) == 0xFF && (byteAt(1) & 0xF8) == 0xD0 && byteAt(2) == 0xFF && byteAt(3) == 0xD9)
       return 1;
+  } else if (b.bitCount < b.padBits) {
+    return -1;  // the MCU needed bits the file does not have
   } else if (whole == 0) {
     BitsFill(b, &d);
     if (b.bitCount >= 16 && ((b.accumulator >> (b.bitCount - 8)) & 0xFF) == 0xFF &&
