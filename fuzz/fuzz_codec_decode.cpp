@@ -1,5 +1,5 @@
 // Any bytes as a JPEG in memory: the marker parser, then a decode on each path, at full and
-// at half size. Pictures above 4096 by 4096 are only opened, to keep the fuzzer's memory small.
+// at half size. Pictures above 1024 by 1024 are only opened, to keep the fuzzer's memory small.
 #include <cstddef>
 #include <cstdint>
 
@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     JpegDecoderPtr decoder(raw);
     int32_t width = 0, height = 0;
     JpegDecoderSize(decoder.get(), &width, &height);
-    if (width > 4096 || height > 4096) return 0;
+    if (width > 1024 || height > 1024) return 0;
     JpegDecoderForcePath(decoder.get(), JpegDecodePath(path));
     RasterImage image;
     if (JpegDecoderDecode(decoder.get(), &image, int(size & 1)) == 0) {
