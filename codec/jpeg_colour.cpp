@@ -67,41 +67,60 @@ void JpegColourTablesBuild() { Tables(); }
 
 template <bool Half>
 void JpegColourUnit(JpegDecoder& d, const JpegUnit& unit, int32_t mcuX, int32_t mcuCount, int32_t mcuY) {
-  constexpr int N = Half ? 4 : 8;
+  constexpr int32_t N = Half ? 4 : 8, NN = N * N;
   if (mcuY >= d.mcuRows) return;
   const ColourTables& t = Tables();
   const int32_t mcuWidth = d.maxH * N, mcuHeight = d.maxV * N;
   const int32_t top = mcuY * mcuHeight;
   const int32_t lines = std::min(mcuHeight, d.outHeight - top);
-  const int32_t left = mcuX * mcuWidth;
-  const int32_t right = std::min((mcuX + mcuCount) * mcuWidth, d.outWidth);
-  const bool grey = d.componentCount == 1;
+  const int32_t count = d.componentCount;
   // The common layouts: luminance at full resolution, both chroma components alike.
   int32_t hr = 0;
-  if (!grey && d.comp[0].h == d.maxH && d.comp[0].v == d.maxV && d.comp[1].h == d.comp[2].h &&
+  if (count == 3 && d.comp[0].h == d.maxH && d.comp[0].v == d.maxV && d.comp[1].h == d.comp[2].h &&
       d.comp[1].v == d.comp[2].v)
     hr = d.maxH / d.comp[1].h;
+  // Per component: samples of one MCU, and where each block column of the output starts.
+  size_t mcuStride[3] = {}, column[3][4] = {};
+  for (int32_t c = 0; c < count; ++c) {
+    const JpegComponent& k = d.comp[c];
+    mcuStride[c] = size_t(k.blocksPerMcu) * NN;
+    for (int32_t bx = 0; bx < d.maxH; ++bx) {
+      const int32_t cx = bx * N / (d.maxH / k.h);
+      column[c][bx] = size_t(cx / N) * NN + size_t(cx % N);
+    }
+  }
   for (int32_t line = 0; line < lines; ++line) {
     uint8_t* row = d.pixels.get() + size_t(d.outHeight - 1 - (top + line)) * size_t(d.stride);
-    for (int32_t x = left; x < right; x += N) {
-      const int32_t mcu = x / mcuWidth - mcuX, local = x % mcuWidth;
-      const int32_t n = std::min(N, right - x);
-      uint8_t* out = row + size_t(x) * 3;
-      const int32_t* yp = SampleAt<N>(d, unit, 0, mcu, local, line);
-      if (grey) {
-        for (int32_t i = 0; i < n; ++i) out[3 * i] = out[3 * i + 1] = out[3 * i + 2] = t.clamp[1024 + yp[i]];
-        continue;
-      }
-      const int32_t* cbp = SampleAt<N>(d, unit, 1, mcu, local, line);
-      const int32_t* crp = SampleAt<N>(d, unit, 2, mcu, local, line);
-      switch (hr) {
-        case 1: ColourRun<1>(t, yp, cbp, crp, n, out); break;
-        case 2: ColourRun<2>(t, yp, cbp, crp, n, out); break;
-        case 4: ColourRun<4>(t, yp, cbp, crp, n, out); break;
-        default:
-          for (int32_t i = 0; i < n; ++i)
-            ColourRun<1>(t, SampleAt<N>(d, unit, 0, mcu, local + i, line), SampleAt<N>(d, unit, 1, mcu, local + i, line),
-                         SampleAt<N>(d, unit, 2, mcu, local + i, line), 1, out + 3 * i);
+    const int32_t* base[3] = {};
+    for (int32_t c = 0; c < count; ++c) {
+      const JpegComponent& k = d.comp[c];
+      const int32_t cy = line / (d.maxV / k.v);
+      base[c] = unit.samples[c].data() + size_t(cy / N) * size_t(k.h) * NN + size_t(cy % N) * N;
+    }
+    for (int32_t m = 0; m < mcuCount; ++m) {
+      const int32_t x0 = (mcuX + m) * mcuWidth;
+      for (int32_t bx = 0; bx < d.maxH; ++bx) {
+        const int32_t x = x0 + bx * N, n = std::min(N, d.outWidth - x);
+        if (n <= 0) break;
+        uint8_t* out = row + size_t(x) * 3;
+        const int32_t* yp = base[0] + size_t(m) * mcuStride[0] + column[0][bx];
+        if (count == 1) {
+          for (int32_t i = 0; i < n; ++i) out[3 * i] = out[3 * i + 1] = out[3 * i + 2] = t.clamp[1024 + yp[i]];
+          continue;
+        }
+        const int32_t* cbp = base[1] + size_t(m) * mcuStride[1] + column[1][bx];
+        const int32_t* crp = base[2] + size_t(m) * mcuStride[2] + column[2][bx];
+        if (n == N && hr == 1) {
+          ColourRun<1>(t, yp, cbp, crp, N, out);
+        } else if (n == N && hr == 2) {
+          ColourRun<2>(t, yp, cbp, crp, N, out);
+        } else {
+          for (int32_t i = 0; i < n; ++i) {
+            const int32_t local = bx * N + i;
+            ColourRun<1>(t, SampleAt<N>(d, unit, 0, m, local, line), SampleAt<N>(d, unit, 1, m, local, line),
+                         SampleAt<N>(d, unit, 2, m, local, line), 1, out + 3 * i);
+          }
+        }
       }
     }
   }

@@ -30,7 +30,7 @@ bool BitsRefill(JpegDecoder& d) {
 }
 
 // Tops the accumulator up. After FF 00 the 00 is dropped; after FF D9 only zero bytes
-// follow; any other marker enters as data and is noted. A file that runs out stops short.
+// follow; any other marker enters as data and is noted.
 inline void BitsFill(JpegBits& b, JpegDecoder* owner) {
   while (b.bitCount <= 56) {
     if (b.next == b.end) {
@@ -38,9 +38,16 @@ inline void BitsFill(JpegBits& b, JpegDecoder* owner) {
       if (b.eoiSeen || !owner) {
         b.accumulator <<= 8;
         b.bitCount += 8;
+        b.padBits += 8;
         continue;
       }
-      if (!BitsRefill(*owner)) return;
+      if (!BitsRefill(*owner)) {
+        // The file ran out: zeros follow, counted, so that a decode that reads them fails.
+        b.accumulator <<= 8;
+        b.bitCount += 8;
+        b.padBits += 8;
+        continue;
+      }
     }
     const uint32_t byte = *b.next++;
     b.accumulator = b.accumulator << 8 | byte;
@@ -114,6 +121,19 @@ inline int DecodeBlock(JpegBits& b, JpegDecoder* owner, const JpegHuffman& dc, c
   predictor = int32_t(uint32_t(predictor) + uint32_t(diff));
   block[0] = predictor;
   for (int32_t k = 1; k < 64;) {
+    // The guarded fast path: a short code and a small value in one lookup.
+    if (b.bitCount < 32) BitsFill(b, owner);
+    if (b.bitCount >= 32) {
+      const int32_t fast = ac.acFast[uint32_t(b.accumulator >> (b.bitCount - 9)) & 511];
+      if (fast) {
+        k += (fast >> 4) & 15;
+        if (k > 63) return -1;
+        b.bitCount -= uint32_t(fast & 15);
+        block[kZigZag[k]] = fast >> 8;
+        ++k;
+        continue;
+      }
+    }
     const int32_t rs = DecodeSymbol(b, owner, ac);
     if (rs <= 0) return rs;  // 0 ends the block
     const int32_t r = rs >> 4, size = rs & 15;
@@ -149,9 +169,16 @@ inline int DecodeMcu(const JpegDecoder& d, JpegBits& b, JpegDecoder* owner, int3
 int EndOrRestart(JpegDecoder& d, bool lastMcu) {
   JpegBits& b = d.bits;
   const uint32_t whole = b.bitCount & ~7u;
+  auto byteAt = [&](uint32_t index) { return uint32_t(b.accumulator >> (whole - 8 * (index + 1))) & 0xFF; };
   if (b.eoiSeen) {
-    if (whole < 9) return 1;
-    if (((b.accumulator >> (whole - 8)) & 0xFF) == 0xFF && ((b.accumulator >> (whole - 16)) & 0xFF) == 0xD9) return 1;
+    // The MCU read into the EOI marker or past it: the data has ended there.
+    if (b.bitCount < b.padBits + 16) return 1;
+    if (byteAt(0) == 0xFF && byteAt(1) == 0xD9) return 1;
+    // Some encoders write a restart marker just before EOI: that too is the end.
+    if (whole >= 32 && byteAt(0) == 0xFF && (byteAt(1) & 0xF8) == 0xD0 && byteAt(2) == 0xFF && byteAt(3) == 0xD9)
+      return 1;
+  } else if (b.bitCount < b.padBits) {
+    return -1;  // the MCU needed bits the file does not have
   } else if (whole == 0) {
     BitsFill(b, &d);
     if (b.bitCount >= 16 && ((b.accumulator >> (b.bitCount - 8)) & 0xFF) == 0xFF &&
@@ -161,7 +188,7 @@ int EndOrRestart(JpegDecoder& d, bool lastMcu) {
   if (d.restartInterval == 0 || ++d.restartCounter < d.restartInterval || lastMcu) return 0;
   d.restartCounter = 0;
   b.bitCount &= ~7u;
-  if (!BitsNeed(b, &d, 16)) return -1;
+  if (!BitsNeed(b, &d, 16) || b.bitCount - 16 < b.padBits) return -1;
   BitsTake(b, 8);
   const int32_t marker = BitsTake(b, 8);
   // Only the range is tested: markers out of sequence are accepted.

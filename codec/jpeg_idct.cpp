@@ -34,6 +34,13 @@ inline void RowPass(int32_t* in, const int32_t* quant, int32_t* y) {
     for (int k = 0; k < 8; ++k) y[k] = 0;
     return;
   }
+  if ((in[1] | in[2] | in[3] | in[4] | in[5] | in[6] | in[7]) == 0) {
+    // DC alone: every output is x0 * c4, as the full formulas give.
+    const int32_t dc = Mul(Mul(in[0], quant[0]), kC4);
+    in[0] = 0;
+    for (int k = 0; k < 8; ++k) y[k] = dc;
+    return;
+  }
   int32_t x[8];
   for (int k = 0; k < 8; ++k) {
     x[k] = Mul(in[k], quant[k]);
@@ -70,6 +77,12 @@ inline void ColumnPass(const int32_t* ws, int k, int32_t* out) {
   // The test is on the scaled y0: a small DC alone takes the flat path.
   if (A == 0 && (y1 | y2 | y3 | y4 | y5 | y6 | y7) == 0) {
     for (int r = 0; r < N; ++r) out[r * N + column] = 128;
+    return;
+  }
+  if ((y1 | y2 | y3 | y4 | y5 | y6 | y7) == 0) {
+    // DC alone: every output is A, as the full formulas give.
+    const int32_t flat = Out(A);
+    for (int r = 0; r < N; ++r) out[r * N + column] = flat;
     return;
   }
   const int32_t B = M(y4, kC4);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -26,6 +27,9 @@ struct JpegHuffman {
   uint8_t fastLength[256] = {};  // 0: no code of 8 bits or fewer starts so
   uint8_t fastSymbol[256] = {};
   int32_t shortCodeCount = 0;
+  // AC codes and their value together, by the next 9 bits: value << 8 | run << 4 | bits used;
+  // 0 where the code and its value do not fit in 9 bits or the value not in -128..127.
+  int16_t acFast[512] = {};
   int32_t maxCode[18] = {};      // largest code of each length, -1 for none
   int32_t valueOffset[18] = {};  // symbols index minus first code of each length
 };
@@ -38,6 +42,7 @@ struct JpegBits {
   uint32_t bitCount = 0;
   int32_t eoiSeen = 0;
   int32_t markerSeen = 0;
+  uint32_t padBits = 0;  // zero bits fed after the data (file end, EOI, segment end)
   const uint8_t* next = nullptr;
   const uint8_t* end = nullptr;
 };
@@ -58,6 +63,13 @@ struct JpegUnit {
   int32_t mcuRow = 0;
   int32_t state = 0;  // ring slot: 0 free, 1 parsing, 2 parsed, 3 reconstructing
 };
+
+// The picture's block: freed with std::free, so that a large one can be aligned for huge pages.
+struct JpegPixelFree {
+  void operator()(uint8_t* pixels) const { std::free(pixels); }
+};
+using JpegPixels = std::unique_ptr<uint8_t[], JpegPixelFree>;
+JpegPixels JpegPixelsAllocate(size_t bytes);
 
 struct JpegDecoder {
   // Source: the read buffer (a memory image, or a window of the file refilled in chunks).
@@ -81,7 +93,7 @@ struct JpegDecoder {
   int32_t finished = 0;
 
   // Output.
-  std::unique_ptr<uint8_t[]> pixels;  // outHeight * stride bytes
+  JpegPixels pixels;  // outHeight * stride bytes
   int32_t outWidth = 0, outHeight = 0, stride = 0;
   int32_t halfSize = 0;
   int32_t decoded = 0;  // 1 after a successful decode: pixels are handed out

@@ -124,6 +124,15 @@ bool HuffmanBuild(JpegHuffman& table) {
         table.fastSymbol[first + j] = uint8_t(table.symbols[size_t(index)]);
       }
     }
+  std::memset(table.acFast, 0, sizeof table.acFast);
+  for (int32_t peek = 0; peek < 512; ++peek) {
+    const int32_t length = table.fastLength[peek >> 1], symbol = table.fastSymbol[peek >> 1];
+    const int32_t run = symbol >> 4, size = symbol & 15;
+    if (length == 0 || size == 0 || length + size > 9) continue;
+    const int32_t bits = (peek >> (9 - length - size)) & ((1 << size) - 1);
+    const int32_t value = bits < (1 << (size - 1)) ? bits - (1 << size) + 1 : bits;
+    if (value >= -128 && value <= 127) table.acFast[peek] = int16_t(value * 256 + run * 16 + length + size);
+  }
   return true;
 }
 
