@@ -20,6 +20,7 @@ struct ToolSlot {
 struct ToolTable {
   std::array<ToolSlot, kToolKindCount> entries;
   int openCount = 0;
+  void (*lastClosed)() = nullptr;
 };
 
 ToolTable& Table() {
@@ -89,6 +90,8 @@ void ToolWindowClosed(ToolWindow* window) {
     table.entries[kind].window.clear();
     const QRect normal = window->isMaximized() || window->isMinimized() ? window->normalGeometry() : window->geometry();
     SettingsPutString("SIZE", WindowSizeKey(kind).c_str(), WindowSizeFormat(normal.width(), normal.height()).c_str());
-    if (--table.openCount == 0) QCoreApplication::exit(0);  // ends the running event loop
+    if (--table.openCount == 0 && table.lastClosed) table.lastClosed();
   }
 }
+
+void ToolWindowOnLastClosed(void (*action)()) { Table().lastClosed = action; }

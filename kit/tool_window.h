@@ -40,5 +40,6 @@ ToolWindow* ToolWindowOf(int kind);
 int ToolWindowOpenCount();
 
 // Called by a closing window: stores its normal size under "SIZE%02d" and clears its slot;
-// the last one to close ends the event loop.
+// when the last one closes, the action set here runs (the program ends its event loop).
 void ToolWindowClosed(ToolWindow* window);
+void ToolWindowOnLastClosed(void (*action)());
