@@ -45,6 +45,8 @@ QString RunChooser(QWidget* owner, QFileDialog::AcceptMode mode, QFileDialog::Fi
   QFileDialog dialog(owner, QString(), start, filter);
   dialog.setObjectName("chooser");
   dialog.setOption(QFileDialog::DontUseNativeDialog);
+  // Saving over the file in hand is the usual case; the engine asks where a question is due.
+  dialog.setOption(QFileDialog::DontConfirmOverwrite);
   dialog.setAcceptMode(mode);
   dialog.setFileMode(fileMode);
   if (fileMode == QFileDialog::Directory) dialog.setOption(QFileDialog::ShowDirsOnly);

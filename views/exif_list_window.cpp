@@ -256,6 +256,7 @@ bool ExifListWindow::OpenFile(const std::string& path) {
 bool ExifListWindow::Load(const std::string& path) {
   path_ = path;
   modified_ = false;
+  created_ = false;
   document_.reset();
   name_->setText(KitPathText(PathFileName(path)));
   statusBar()->clearMessage();
@@ -308,9 +309,24 @@ void ExifListWindow::CommandStep(int direction) {
   OpenFile((*folder_->entries)[size_t(next)].path);
 }
 
+// A save works on a fresh reading of the file with the window's edits queued again, so a save
+// that fails or is cancelled half-way leaves the window's document exactly as it was.
+ExifDocumentPtr ExifListWindow::SaveCopy() {
+  ExifDocumentPtr copy;
+  if (created_) {
+    if (!ExifCreateEmpty(copy)) return nullptr;
+  } else if (ExifCheckFile(path_, copy) & (StatusParseFailed | StatusNoExif | StatusUnusable)) {
+    return nullptr;
+  }
+  ErrorClear();
+  if (copy) copy->pending = document_->pending;
+  return copy;
+}
+
 int ExifListWindow::Save(const std::string& destination) {
   const Prompt prompt = KitPrompt(this);
-  const int result = ExifSaveFile(path_, destination, document_.get(), &prompt, 1);
+  ExifDocumentPtr copy = SaveCopy();
+  const int result = copy ? ExifSaveFile(path_, destination, copy.get(), &prompt, 1) : int(SaveFailed);
   if (result == SaveCancelled) return result;
   if (result != SaveWritten) {
     KitMessageBox(this, 5, 1001, PromptButtonsOk, PromptIconError);
@@ -340,6 +356,7 @@ void ExifListWindow::CommandAdd() {
       return;
     }
     status_ &= ~uint32_t(StatusNoExif);
+    created_ = true;
     pane_->Clear();
     Fill();
     SetState(ListEditChanged);

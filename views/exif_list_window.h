@@ -57,6 +57,7 @@ class ExifListWindow : public ToolWindow {
   void ShowThumbnail();
   bool AskUnsaved();
   int Save(const std::string& destination);
+  ExifDocumentPtr SaveCopy();
   bool Load(const std::string& path);
   void SelectTag(uint32_t kind, uint16_t tag, bool keepPage);
   int SelectedTagRow() const;
@@ -66,6 +67,7 @@ class ExifListWindow : public ToolWindow {
   ExifDocumentPtr document_;
   uint32_t status_ = 0;
   bool modified_ = false;
+  bool created_ = false;  // the Exif area was made here: the file has none
   bool thumbnailToggle_ = false;
   bool detail_ = false;
   ListEditState state_ = ListEditNothing;
