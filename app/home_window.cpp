@@ -6,6 +6,7 @@
 #include "frame/path.h"
 #include "kit/kit_dialogs.h"
 #include "kit/kit_text.h"
+#include "views/embed_one_dialog.h"
 
 HomeWindow::HomeWindow(const std::string& path) : ToolWindow(kToolImageViewer), path_(path) {
   setObjectName("Tavexon");
@@ -28,6 +29,11 @@ HomeWindow::HomeWindow(const std::string& path) : ToolWindow(kToolImageViewer), 
     statusBar()->showMessage(KitPathText(PathFileName(path_)));
   });
   command(file, "閉じる(&X)", "40002", QKeySequence(), [this] { close(); });
+  QMenu* edit = menuBar()->addMenu(QString::fromUtf8("編集(&E)"));
+  command(edit, "撮影データ埋込(&M)...", "40027", QKeySequence(), [this] {
+    std::string written;
+    if (!path_.empty() && ShowEmbedDialog(this, path_, &written)) path_ = written;
+  });
   QMenu* tools = menuBar()->addMenu(QString::fromUtf8("ツール(&T)"));
   command(tools, "撮影データ埋込(&M)...", "40010", QKeySequence(), [] { OpenToolWindow(kToolEmbed, ""); });
   command(tools, "EXIF一覧表示/編集(&E)...", "40014", QKeySequence(),

@@ -68,7 +68,10 @@ int DropQueuedActions() {
 void Press(QWidget* modal, const QString& number) {
   auto* button = modal->findChild<QAbstractButton*>(number);
   ASSERT_NE(button, nullptr) << "no button " << number.toStdString() << " in " << modal->objectName().toStdString();
-  button->click();
+  // Queued, so the action returns first: a press that opens another modal widget (a chooser
+  // behind an OK) would otherwise run that widget's loop inside this poll, where the poll
+  // timer cannot fire again.
+  QMetaObject::invokeMethod(button, "click", Qt::QueuedConnection);
 }
 
 std::function<void(QWidget*)> Answer(int messageId, int answer, std::string* text) {
@@ -84,7 +87,7 @@ std::function<void(QWidget*)> Choose(const std::string& path) {
     auto* chooser = qobject_cast<QFileDialog*>(modal);
     ASSERT_NE(chooser, nullptr) << "expected a chooser, got " << modal->objectName().toStdString();
     chooser->selectFile(QString::fromStdString(path));
-    QMetaObject::invokeMethod(chooser, "accept", Qt::DirectConnection);
+    QMetaObject::invokeMethod(chooser, "accept", Qt::QueuedConnection);
   };
 }
 

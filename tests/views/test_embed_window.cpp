@@ -4,6 +4,8 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
 #include <QTest>
 #include <QTimer>
 #include <gtest/gtest.h>
@@ -11,6 +13,7 @@
 #include "frame/settings.h"
 #include "tests/support/qt_test_support.h"
 #include "tests/support/test_support.h"
+#include "views/embed_one_dialog.h"
 #include "views/embed_window.h"
 
 namespace {
@@ -104,5 +107,45 @@ TEST(EmbedWindow, CountMismatchWritesNothingAndEscStopsAfterTheFileInHand) {
     SCOPED_TRACE(scans[i].filename().string());
     EXPECT_EQ(testsupport::ReadBytes(scans[i]) == before[i], i >= 2);
   }
+  EXPECT_EQ(qttest::UnexpectedModals(), 0);
+}
+
+TEST(EmbedWindow, OneFrameDialogWritesTheFrameTheRollWouldGive) {
+  testsupport::ScratchDir scratch;
+  FreshSettings(scratch);
+  SettingsPutString("FLAG", "MSGOK4", "0.9.0b");
+  const fs::path byCli = ScansCopy(scratch, "cli");
+  testsupport::RunCommand("TAVEXON_INI=" + testsupport::ShellQuote((scratch / "cli.ini").string()) + " " +
+                          TAVEXON_CLI_PATH + " embed --data " + testsupport::ShellQuote(kRoll.string()) +
+                          " --type f6-detailed --maker Nikon --camera F6 --jpegs " +
+                          testsupport::ShellQuote(byCli.string()) + " >/dev/null 2>&1");
+  const fs::path out = scratch / "frame5.jpg";
+  std::string preview;
+  qttest::OnNextModal([&](QWidget* dialog) {
+    ASSERT_EQ(dialog->objectName(), "133");
+    dialog->findChild<QComboBox*>("1036")->setEditText("Nikon");
+    dialog->findChild<QComboBox*>("1037")->setEditText("F6");
+    dialog->findChild<QComboBox*>("1023")->setCurrentIndex(0);
+    auto* file = dialog->findChild<QLineEdit*>("1044");
+    file->setText(QString::fromStdString(kRoll.string()));
+    emit file->editingFinished();
+    auto* frames = dialog->findChild<QListWidget*>("1045");
+    EXPECT_EQ(frames->count(), 36);
+    frames->setCurrentRow(4);
+    preview = dialog->findChild<QPlainTextEdit*>("1043")->toPlainText().toStdString();
+    qttest::Press(dialog, "1");
+  });
+  qttest::OnNextModal(qttest::Choose(out.string()));
+  std::string written;
+  ASSERT_EQ(ShowEmbedDialog(nullptr, (kSamples / "scans/scan_0005.jpg").string(), &written), 1);
+  EXPECT_EQ(written, out.string());
+  EXPECT_NE(preview.find("F16"), std::string::npos) << preview;
+  EXPECT_NE(preview.find("2026/06/08"), std::string::npos) << preview;
+  // Tag by tag as the list shows them (a rebuilt note's pad bytes may differ between runs).
+  auto dump = [](const fs::path& file) {
+    return testsupport::RunCommand(std::string(TAVEXON_CLI_PATH) + " dump " +
+                                   testsupport::ShellQuote(file.string()) + " | tail -n +2");
+  };
+  EXPECT_EQ(dump(out), dump(byCli / "scan_0005.jpg"));
   EXPECT_EQ(qttest::UnexpectedModals(), 0);
 }
