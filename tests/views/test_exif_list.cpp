@@ -150,6 +150,27 @@ TEST(ExifList, AddChangeDeleteThroughTheDialogThenSave) {
   EXPECT_EQ(qttest::UnexpectedModals(), 0);
 }
 
+TEST(ExifList, AFileWithoutExifGainsItThroughAdd) {
+  TAVEXON_REQUIRE_SHARED("corpus/jpeg");
+  if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool reads the result";
+  testsupport::ScratchDir scratch;
+  FreshSettings(scratch);
+  const fs::path file = scratch / "plain.jpg";
+  fs::copy_file(testsupport::SharedSub("corpus/jpeg") / "ljt_testorig.jpg", file);
+  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+  const fs::path out = scratch / "with_exif.jpg";
+  ExifListWindow window(file.string());
+  EXPECT_EQ(window.State(), ListEditNoExif);
+  qttest::OnNextModal(qttest::Answer(16, 6));
+  qttest::OnNextModal(EditDialog(1, "0x013B", "ASCII", "Tavexon"));
+  window.CommandAdd();
+  EXPECT_EQ(window.State(), ListEditChanged);
+  qttest::OnNextModal(qttest::Choose(out.string()));
+  window.CommandSave();
+  EXPECT_EQ(ExiftoolTags(out)["IFD0:Artist"], "\"Tavexon\"");
+  EXPECT_EQ(qttest::UnexpectedModals(), 0);
+}
+
 TEST(ExifList, MakerNoteQuestionAndCancelWriteNothing) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   testsupport::ScratchDir scratch;
