@@ -21,17 +21,19 @@ QImage LoaderBlank() {
 // Posts one picture to its row; runs on the loader thread.
 // The post goes to the application object, which outlives every list; the list itself is
 // looked at only on the main thread.
-void LoaderPost(const QPointer<QListWidget>& list, int row, QImage picture) {
+void LoaderPost(const QPointer<QListWidget>& list, const std::shared_ptr<std::atomic<uint32_t>>& generation,
+                uint32_t run, int row, QImage picture) {
   QMetaObject::invokeMethod(
       qApp,
-      [list, row, picture = std::move(picture)]() {
-        if (!list) return;
+      [list, generation, run, row, picture = std::move(picture)]() {
+        if (!list || generation->load() != run) return;
         if (QListWidgetItem* item = list->item(row)) item->setIcon(QIcon(QPixmap::fromImage(picture)));
       },
       Qt::QueuedConnection);
 }
 
-void LoaderRun(ThumbnailListLoader* loader, QPointer<QListWidget> list) {
+void LoaderRun(ThumbnailListLoader* loader, QPointer<QListWidget> list,
+               std::shared_ptr<std::atomic<uint32_t>> generation, uint32_t run) {
   const SharedFileEntries entries = loader->files->entries;
   int row = 0;
   for (const FileEntry& entry : *entries) {
@@ -39,7 +41,7 @@ void LoaderRun(ThumbnailListLoader* loader, QPointer<QListWidget> list) {
     if (entry.type != kFileEntryFile) continue;
     QImage picture = loader->source ? loader->source(entry.path, loader->size) : QImage();
     if (picture.isNull()) picture = LoaderBlank();
-    LoaderPost(list, row++, std::move(picture));
+    LoaderPost(list, generation, run, row++, std::move(picture));
   }
   uint32_t running = LoaderRunning;
   loader->state.compare_exchange_strong(running, LoaderIdle);
@@ -74,6 +76,7 @@ int ThumbnailListLoaderStart(ThumbnailListLoader& loader, QListWidget* list, con
   for (const FileEntry& entry : *loader.files->entries)
     if (entry.type == kFileEntryFile) list->addItem(KitPathText(PathFileName(entry.path)));
   loader.state.store(LoaderRunning);
-  loader.thread = std::thread(LoaderRun, &loader, loader.list);
+  const uint32_t run = ++*loader.generation;
+  loader.thread = std::thread(LoaderRun, &loader, loader.list, loader.generation, run);
   return 1;
 }

@@ -31,6 +31,8 @@ struct ThumbnailListLoader {
   std::atomic<uint32_t> state{0};
   std::string folder;  // the folder shown, without its trailing separator
   ThumbnailSource source;
+  // Counts the starts; a picture posted by an earlier run finds another number and is dropped.
+  std::shared_ptr<std::atomic<uint32_t>> generation = std::make_shared<std::atomic<uint32_t>>(0);
   ~ThumbnailListLoader();
 };
 
