@@ -19,3 +19,22 @@ function(tavexon_test_program name)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                        PROPERTIES ENVIRONMENT "TAVEXON_SHARED=${TAVEXON_SHARED_DIR}")
 endfunction()
+
+# One test program per desktop folder: QTest on the offscreen platform, through the windows'
+# own controls; tavexon-cli stands beside as the reference where a window must agree with it.
+function(tavexon_desktop_test_program name)
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
+  if(NOT sources)
+    return()
+  endif()
+  find_package(nlohmann_json REQUIRED)
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE tavexon_qt_test_support nlohmann_json::nlohmann_json)
+  if(TARGET tavexon-cli)
+    target_compile_definitions(${name} PRIVATE TAVEXON_CLI_PATH="$<TARGET_FILE:tavexon-cli>")
+    add_dependencies(${name} tavexon-cli)
+  endif()
+  target_compile_definitions(${name} PRIVATE TAVEXON_SAMPLES="${PROJECT_SOURCE_DIR}/samples")
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+                       PROPERTIES ENVIRONMENT "TAVEXON_SHARED=${TAVEXON_SHARED_DIR};QT_QPA_PLATFORM=offscreen")
+endfunction()

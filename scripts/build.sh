@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Configures and builds one flavour of Tavexon: build.sh [release|asan|fuzz] [TARGET...]
+# The desktop program (Qt) is built in the release flavour; the sanitizer and fuzz flavours
+# build the core and the command line.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 flavour=${1:-release}
 jobs=$(nproc)
 case "$flavour" in
   release) cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVEXON_TESTS=ON -DTAVEXON_BENCH=ON >/dev/null ;;
-  asan)    cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTAVEXON_SANITIZE=ON -DTAVEXON_BENCH=OFF >/dev/null ;;
+  asan)    cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTAVEXON_SANITIZE=ON -DTAVEXON_BENCH=OFF -DTAVEXON_DESKTOP=OFF >/dev/null ;;
   fuzz)    cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVEXON_FUZZ=ON \
                  -DCMAKE_CXX_COMPILER=clang++ >/dev/null ;;
   *) echo "usage: build.sh [release|asan|fuzz]" >&2; exit 2 ;;

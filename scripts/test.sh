@@ -15,6 +15,12 @@ echo "== release build and tests"
 bash scripts/build.sh release
 ctest --test-dir build/release --output-on-failure -j "$(nproc)" || status=1
 
+echo "== desktop tests once more on a real X server (Xvfb)"
+for program in build/release/tests/{kit,views,app}/tavexon_*_tests; do
+  [ -x "$program" ] || continue
+  QT_QPA_PLATFORM=xcb xvfb-run -a "$program" --gtest_brief=1 || status=1
+done
+
 echo "== sanitizer build and tests"
 bash scripts/build.sh asan
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \

@@ -17,6 +17,7 @@
 
 #include "exif/exif_document.h"
 #include "frame/file_list.h"
+#include "frame/progress.h"
 #include "frame/prompt.h"
 #include "shooting/camera_data_file.h"
 
@@ -66,6 +67,9 @@ struct EmbedProgress {
   void (*label)(void* user, const std::string& path, uint32_t index, uint32_t count) = nullptr;
   void* user = nullptr;
   const Prompt* prompt = nullptr;
+  // Asked before each file; false (Esc, a stop button) ends the run after the file in hand,
+  // as a failure of the run: the earlier files stay written, the later ones untouched.
+  const Progress* step = nullptr;
 };
 
 // Queues the job-wide tags: Make (271) with the job's maker, Model (272) with its camera, and

@@ -82,6 +82,10 @@ int EmbedAll(const EmbedProgress* progress, EmbedFlags flags) {
   // The window's label repaints in the hook; a sleep to let it repaint is not needed here.
   while (const FileEntry* entry = FileListNext(walk.get(), kFileEntryFile)) {
     if (progress && progress->label) progress->label(progress->user, entry->path, job.frame + 1, count);
+    if (progress && !ProgressStep(progress->step, entry->path, job.frame + 1, count)) {
+      result = 0;
+      break;
+    }
     if (EmbedOne(entry->path, entry->path, job.dataFile.get(), flags, progress ? progress->prompt : nullptr) != 1) {
       result = 0;
       break;
