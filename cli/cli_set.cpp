@@ -126,6 +126,9 @@ int UsageFailure(const std::string& path, uint32_t messageId) {
 int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
   CliReading reading = CliRead(path);
   if (!CliReadFailed(reading)) {
+    // A thumbnail that runs past its segment is read as none; the save keeps what the segment holds.
+    if (reading.error.code == ErrThumbnail)
+      std::fprintf(stderr, "%s: warning %u: %s\n", path.c_str(), ErrThumbnail, CliMessage(110).c_str());
     document = std::move(reading.document);
     return 1;
   }
@@ -194,11 +197,6 @@ int RunEdit(const EditOptions& options, bool isSet) {
   }
   ExifDocumentPtr document;
   if (!ReadDocument(options.file, document)) return CliFailure;
-  // A thumbnail that runs past its segment is read as none; the save keeps what the segment holds.
-  if (ErrorPeek() == ErrThumbnail) {
-    ErrorPop();
-    std::fprintf(stderr, "%s: warning %u: %s\n", options.file.c_str(), ErrThumbnail, CliMessage(110).c_str());
-  }
   if (const uint32_t refusal = EditRefusal(document.get(), uint32_t(kind), uint16_t(tag))) {
     CliReportFailure(options.file, 0, refusal);
     return CliFailure;

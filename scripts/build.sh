@@ -6,6 +6,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 flavour=${1:-release}
 jobs=$(nproc)
+# A compiler cache makes a second build of the same sources (another flavour's configure, a
+# fresh clone on the same machine) cheap; paths are taken relative to the project.
+if command -v ccache >/dev/null && [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ]; then
+  export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$PWD
+fi
 case "$flavour" in
   release) cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVEXON_TESTS=ON -DTAVEXON_BENCH=ON >/dev/null ;;
   asan)    cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTAVEXON_SANITIZE=ON -DTAVEXON_BENCH=OFF -DTAVEXON_DESKTOP=OFF >/dev/null ;;

@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev libbenchmark-dev
           libcli11-dev nlohmann-json3-dev exiv2 libimage-exiftool-perl python3
-          qt6-base-dev fonts-noto-cjk xvfb xauth)
+          qt6-base-dev fonts-noto-cjk xvfb xauth libjpeg-turbo-progs imagemagick attr ccache)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

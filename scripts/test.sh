@@ -28,6 +28,6 @@ ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 
 echo "== fuzzing"
 bash scripts/build.sh fuzz
-bash scripts/fuzz.sh "${FUZZ_SECONDS:-60}" || status=1
+bash scripts/fuzz.sh "${FUZZ_SECONDS:-30}" || status=1
 
 exit $status

@@ -104,7 +104,9 @@ TEST(CliLibrary, LaterExifTagsGainNamesAndNoOtherRowChanges) {
     if (file.filename() == "README.md") continue;
     const json dump = json::parse(clitest::RunCli("dump --json " + Quoted(file)).out, nullptr, false);
     ASSERT_FALSE(dump.is_discarded()) << file;
-    for (const json& document : dump)
+    for (const json& document : dump) {
+      // A partial read shows what was read before the failure; earlier builds showed nothing.
+      if (document.value("partial", false)) continue;
       for (const json& ifd : document.value("ifds", json::array())) {
         const std::string kind = ifd.value("kind", "");
         if (std::string(" 0th 1st exif gps interop ").find(" " + kind + " ") == std::string::npos) continue;
@@ -119,6 +121,7 @@ TEST(CliLibrary, LaterExifTagsGainNamesAndNoOtherRowChanges) {
                          std::to_string(tag.value("tag", 0u)) + "\t" + name + "\t" + tag.value("text", "") + "\n");
         }
       }
+    }
   }
   for (const char* tagName : {"CameraOwnerName", "BodySerialNumber", "LensSpecification", "LensMake", "LensModel",
                               "LensSerialNumber", "OffsetTime", "OffsetTimeOriginal", "OffsetTimeDigitized"})
