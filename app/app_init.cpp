@@ -5,12 +5,14 @@
 #include "app/home_window.h"
 #include "frame/app_start.h"
 #include "frame/settings.h"
+#include "kit/kit_picture.h"
 #include "kit/kit_prompt.h"
 #include "kit/kit_text.h"
 #include "kit/tool_window.h"
 #include "shooting/engine_install.h"
 #include "views/embed_window.h"
 #include "views/exif_list_window.h"
+#include "views/picture_source.h"
 
 namespace {
 
@@ -35,7 +37,10 @@ void AppRegisterToolWindows() {
 
 bool AppInit(const std::string& commandLine) {
   static bool engineInstalled = false;
-  if (!engineInstalled) EngineInstall();
+  if (!engineInstalled) {
+    EngineInstall();
+    PictureDecoderInstall(KitDecodeJpeg);
+  }
   engineInstalled = true;
   AppRegisterToolWindows();
   QApplication::setFont(KitFont());
