@@ -15,9 +15,15 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::ifstream in(argv[1], std::ios::binary);
-  std::string magic;
-  uint32_t width = 0, height = 0, maxValue = 0;
-  in >> magic >> width >> height >> maxValue;
+  // The header's four fields, with any comment lines ("# ...") between them passed over.
+  auto field = [&in]() {
+    std::string token;
+    while (in >> token && token[0] == '#') in.ignore(1 << 20, '\n');
+    return token;
+  };
+  const std::string magic = field();
+  const uint32_t width = uint32_t(std::stoul("0" + field())), height = uint32_t(std::stoul("0" + field()));
+  const uint32_t maxValue = uint32_t(std::stoul("0" + field()));
   in.get();
   if (magic != "P6" || maxValue != 255 || width == 0 || height == 0) return 1;
   std::vector<uint8_t> rgb(size_t(width) * height * 3);
