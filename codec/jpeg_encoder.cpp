@@ -55,13 +55,13 @@ struct HuffmanCodes {
   uint8_t length[256] = {};
 };
 
-HuffmanCodes HuffmanCodesOf(const JpegHuffmanSpec& spec) {
+HuffmanCodes HuffmanCodesOf(const JpegTypicalHuffman& table) {
   HuffmanCodes codes;
   uint32_t code = 0, k = 0;
   for (uint32_t length = 1; length <= 16; ++length, code <<= 1)
-    for (uint32_t i = 0; i < spec.counts[length - 1]; ++i, ++code, ++k) {
-      codes.code[spec.symbols[k]] = uint16_t(code);
-      codes.length[spec.symbols[k]] = uint8_t(length);
+    for (uint32_t i = 0; i < table.counts[length - 1]; ++i, ++code, ++k) {
+      codes.code[table.symbols[k]] = uint16_t(code);
+      codes.length[table.symbols[k]] = uint8_t(length);
     }
   return codes;
 }
@@ -280,12 +280,12 @@ void PutU16(std::vector<uint8_t>& out, uint32_t value) {
   out.push_back(uint8_t(value));
 }
 
-void PutHuffmanSegment(std::vector<uint8_t>& out, uint8_t id, const JpegHuffmanSpec& spec) {
+void PutHuffmanSegment(std::vector<uint8_t>& out, uint8_t id, const JpegTypicalHuffman& table) {
   out.insert(out.end(), {0xFF, 0xC4});
-  PutU16(out, 2 + 1 + 16 + spec.symbolCount);
+  PutU16(out, 2 + 1 + 16 + table.symbolCount);
   out.push_back(id);
-  out.insert(out.end(), spec.counts, spec.counts + 16);
-  out.insert(out.end(), spec.symbols, spec.symbols + spec.symbolCount);
+  out.insert(out.end(), table.counts, table.counts + 16);
+  out.insert(out.end(), table.symbols, table.symbols + table.symbolCount);
 }
 
 void PutQuantSegment(std::vector<uint8_t>& out, uint8_t id, const int32_t* steps) {

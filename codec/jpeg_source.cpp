@@ -90,11 +90,11 @@ ParseStep ParseQuantTables(JpegDecoder& d) {
   if (!SourceWord(d, &length)) return ParseFail;
   // Whatever follows the last whole table is left for the marker loop to trip over.
   for (int32_t t = 0; t < (length - 2) / 65; ++t) {
-    int32_t spec = 0;
-    if (!SourceByte(d, &spec) || (spec >> 4) != 0 || (spec & 15) > 3) return ParseFail;
+    int32_t selector = 0;
+    if (!SourceByte(d, &selector) || (selector >> 4) != 0 || (selector & 15) > 3) return ParseFail;
     if (d.quantTableCount == kJpegMaxTables) return ParseFail;
     const int32_t index = d.quantTableCount++;
-    d.quantTableId[index] = spec & 15;
+    d.quantTableId[index] = selector & 15;
     for (int32_t k = 0; k < 64; ++k)
       if (!SourceByte(d, &d.quantTable[index][kZigZag[k]])) return ParseFail;
   }
@@ -141,12 +141,12 @@ ParseStep ParseHuffmanTables(JpegDecoder& d) {
   if (!SourceWord(d, &length)) return ParseFail;
   int32_t remaining = length - 2;
   while (remaining >= 17) {
-    int32_t spec = 0, total = 0;
-    if (!SourceByte(d, &spec) || (spec >> 4) > 1 || (spec & 15) > 3) return ParseFail;
+    int32_t selector = 0, total = 0;
+    if (!SourceByte(d, &selector) || (selector >> 4) > 1 || (selector & 15) > 3) return ParseFail;
     if (d.huffmanTableCount == kJpegMaxTables) return ParseFail;
     JpegHuffman& table = d.huffman[d.huffmanTableCount++];
-    table.tableClass = spec >> 4;
-    table.id = spec & 15;
+    table.tableClass = selector >> 4;
+    table.id = selector & 15;
     for (int32_t& count : table.codeCounts) {
       if (!SourceByte(d, &count)) return ParseFail;
       total += count;

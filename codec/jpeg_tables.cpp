@@ -48,7 +48,7 @@ static_assert(CountSum(kAcLuminanceCounts) == 162 && CountSum(kAcChrominanceCoun
 
 }  // namespace
 
-const JpegHuffmanSpec kJpegDcLuminance = {kDcLuminanceCounts, kDcSymbols, 12};
-const JpegHuffmanSpec kJpegDcChrominance = {kDcChrominanceCounts, kDcSymbols, 12};
-const JpegHuffmanSpec kJpegAcLuminance = {kAcLuminanceCounts, kAcLuminanceSymbols, 162};
-const JpegHuffmanSpec kJpegAcChrominance = {kAcChrominanceCounts, kAcChrominanceSymbols, 162};
+const JpegTypicalHuffman kJpegDcLuminance = {kDcLuminanceCounts, kDcSymbols, 12};
+const JpegTypicalHuffman kJpegDcChrominance = {kDcChrominanceCounts, kDcSymbols, 12};
+const JpegTypicalHuffman kJpegAcLuminance = {kAcLuminanceCounts, kAcLuminanceSymbols, 162};
+const JpegTypicalHuffman kJpegAcChrominance = {kAcChrominanceCounts, kAcChrominanceSymbols, 162};

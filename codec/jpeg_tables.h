@@ -7,13 +7,13 @@
 // kJpegZigzag[k] is the natural-order index of the k-th coefficient in zig-zag order.
 extern const uint8_t kJpegZigzag[64];
 
-struct JpegHuffmanSpec {
+struct JpegTypicalHuffman {
   const uint8_t* counts;   // 16: codes of length 1 to 16
   const uint8_t* symbols;  // in code order
   uint32_t symbolCount;
 };
 
-extern const JpegHuffmanSpec kJpegDcLuminance;
-extern const JpegHuffmanSpec kJpegDcChrominance;
-extern const JpegHuffmanSpec kJpegAcLuminance;
-extern const JpegHuffmanSpec kJpegAcChrominance;
+extern const JpegTypicalHuffman kJpegDcLuminance;
+extern const JpegTypicalHuffman kJpegDcChrominance;
+extern const JpegTypicalHuffman kJpegAcLuminance;
+extern const JpegTypicalHuffman kJpegAcChrominance;
