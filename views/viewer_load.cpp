@@ -80,7 +80,9 @@ int ViewerDrawRaster(const uint8_t* pixels, uint32_t width, uint32_t height, flo
                      int sharpLevel, RasterPixels& out) {
   RasterPixels picture;
   if (factor < 1.0f) {
-    if (!ScaleRaster(pixels, width, height, factor, picture)) return 0;
+    // A large picture is reduced on every core: the window's share of a load is mostly this.
+    const uint32_t threads = uint64_t(width) * height >= 4'000'000 ? std::max(1u, std::thread::hardware_concurrency()) : 1;
+    if (!ScaleRasterThreads(pixels, width, height, factor, threads, picture)) return 0;
   } else if (factor > 1.0f) {
     if (!EnlargeRaster(pixels, width, height, factor, picture)) return 0;
   } else {
@@ -97,13 +99,6 @@ int ViewerDrawRaster(const uint8_t* pixels, uint32_t width, uint32_t height, flo
   }
   out = std::move(picture);
   return 1;
-}
-
-QImage ViewerRasterImage(const RasterPixels& raster) {
-  if (raster.pixels.empty() || raster.width == 0 || raster.height == 0) return {};
-  const QImage wrapped(raster.pixels.data(), int(raster.width), int(raster.height), RasterRowBytes(raster.width),
-                       QImage::Format_BGR888);
-  return wrapped.mirrored(false, true);
 }
 
 std::unique_ptr<ViewerLoadResult> ViewerLoadRun(const ViewerLoadRequest& request, const std::atomic<bool>& stop) {
@@ -149,7 +144,7 @@ std::unique_ptr<ViewerLoadResult> ViewerLoadRun(const ViewerLoadRequest& request
     return result;
   }
   decoder.reset();  // the pixels are drawn: the decoder's memory goes before the picture is handed on
-  result->picture = ViewerRasterImage(drawn);
+  result->picture = std::move(drawn);
   result->drawSeconds = SecondsSince(drawStart);
   return result;
 }

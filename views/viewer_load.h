@@ -1,14 +1,13 @@
 // Loading one file for the image viewer, away from the window's thread: the Exif with its
 // class, the picture (a JPEG, or a NEF's preview out of its MakerNote), the decode, and the
 // draw operation (fit to the screen, quarter turn by Orientation, sharpening). The window only
-// centres the finished picture in its pane.
+// copies the part of the finished picture that its pane shows, centred.
 //
 // A ViewerLoader is one worker thread per slot with at most one waiting request: a newer
 // request replaces the waiting one, so holding "next" never piles loads up. The thread watches
 // a stop flag and is joined by the destructor.
 #pragma once
 
-#include <QImage>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -39,7 +38,7 @@ struct ViewerLoadResult {
   uint32_t imageClass = 0;  // of the picture: 1 JPEG, 2 NEF preview, 1024 none
   uint32_t failureMessage = 0;
   ExifDocumentPtr document;
-  QImage picture;  // the draw operation's result, top-down, ready to centre
+  RasterPixels picture;  // the draw operation's result (bottom-up BGR rows padded to 4)
   int32_t decodedWidth = 0, decodedHeight = 0;
   bool halfSize = false;
   int rotation = 0;  // 0 none, 1 a quarter turn to the left (Orientation 8), 3 to the right (6)
@@ -58,9 +57,6 @@ float ViewerFitFactor(uint32_t width, uint32_t height, uint32_t screenWidth, uin
 // factor, turn by rotation, sharpen at sharpLevel - 1 when above 0. Returns 1 and the result.
 int ViewerDrawRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, int rotation,
                      int sharpLevel, RasterPixels& out);
-
-// A raster as a top-down QImage (one copy: the pane keeps it while the decoder goes).
-QImage ViewerRasterImage(const RasterPixels& raster);
 
 // The whole load, on the calling thread. stop is looked at between the stages.
 std::unique_ptr<ViewerLoadResult> ViewerLoadRun(const ViewerLoadRequest& request, const std::atomic<bool>& stop);

@@ -48,6 +48,22 @@ QColor BackgroundColour(const QPalette& palette) {
 
 }  // namespace
 
+void ViewerBlitCentred(QImage& surface, const RasterPixels& picture) {
+  if (picture.pixels.empty() || surface.format() != QImage::Format_RGB32) return;
+  const int left = (surface.width() - int(picture.width)) / 2;
+  const int top = (surface.height() - int(picture.height)) / 2;
+  const int x0 = std::max(0, left), x1 = std::min(surface.width(), left + int(picture.width));
+  const int y0 = std::max(0, top), y1 = std::min(surface.height(), top + int(picture.height));
+  const size_t rowBytes = RasterRowBytes(picture.width);
+  for (int y = y0; y < y1; ++y) {
+    // Row y - top from the picture's top stands at height - 1 - (y - top) in memory.
+    const uint8_t* source = picture.pixels.data() + size_t(int(picture.height) - 1 - (y - top)) * rowBytes +
+                            size_t(x0 - left) * 3;
+    auto* target = reinterpret_cast<QRgb*>(surface.scanLine(y)) + x0;
+    for (int x = x0; x < x1; ++x, source += 3) *target++ = qRgb(source[2], source[1], source[0]);
+  }
+}
+
 ViewerPicturePane::ViewerPicturePane(QWidget* parent, const QString& objectName)
     : PaintPane(parent, QSize(1, 1), objectName) {
   setMinimumSize(1, 1);
@@ -123,7 +139,7 @@ void ViewerWindow::SetActiveSlot(int slot) {
   const ViewerSlot& active = slots_[size_t(slot)];
   // A shown JPEG with good Exif, or without any, can be edited; a NEF and a file whose Exif
   // does not parse cannot.
-  const bool editable = !active.picture.isNull() && ((active.fileClass & StatusJpeg) || active.fileClass == StatusNoExif);
+  const bool editable = active.HasPicture() && ((active.fileClass & StatusJpeg) || active.fileClass == StatusNoExif);
   commandsEnabled_ = editable ? 2 : 0;
   UpdateCommands();
   UpdateStatus();
@@ -170,11 +186,7 @@ void ViewerWindow::DrawSlot(int index) {
   if (!slot.open) return;
   PaintPane* pane = slot.picturePane;
   pane->Clear();
-  if (!slot.picture.isNull()) {
-    QPainter painter(&pane->Surface());
-    painter.drawImage((pane->Surface().width() - slot.picture.width()) / 2,
-                      (pane->Surface().height() - slot.picture.height()) / 2, slot.picture);
-  }
+  ViewerBlitCentred(pane->Surface(), slot.picture);
   pane->RepaintAll();
 }
 
@@ -244,7 +256,7 @@ void ViewerWindow::Load(int index, const std::string& path) {
   slot.sinceRequest.start();
   setCursor(Qt::BusyCursor);
   // The old picture and document go at once: a file that cannot be shown leaves the slot empty.
-  slot.picture = QImage();
+  slot.picture = RasterPixels();
   slot.document.reset();
   slot.fileClass = 0;
   slot.path = path;
@@ -325,7 +337,7 @@ void ViewerWindow::UpdateStatus() {
   if (first.isEmpty()) first = KitPathText(PathFileName(slot.path));
   status_[0]->setText(first);
   QString second;
-  if (!slot.picture.isNull() && slot.shownPath == slot.path) {
+  if (slot.HasPicture() && slot.shownPath == slot.path) {
     second = QString("%1 x %2").arg(slot.pictureSize.width()).arg(slot.pictureSize.height());
     if (slot.folderFiles && !slot.folderFiles->entries->empty())
       second += QString("  (%1/%2)").arg(slot.folderFiles->currentIndex + 1).arg(slot.folderFiles->entries->size());
@@ -354,7 +366,7 @@ void ViewerWindow::CommandSideBySide() {
     second.picturePane->hide();
     second.document.reset();
     second.folderFiles.reset();
-    second.picture = QImage();
+    second.picture = RasterPixels();
     second.path.clear();
     second.shownPath.clear();
     second.fileClass = 0;

@@ -36,6 +36,10 @@ class ViewerPicturePane : public PaintPane {
   bool pressed_ = false;
 };
 
+// Copies the part of a picture (bottom-up BGR rows padded to 4) that falls on the surface when
+// the picture is centred on it; the rest of the surface is left as it is.
+void ViewerBlitCentred(QImage& surface, const RasterPixels& picture);
+
 // One of the two ViewerDocument slots with its panes.
 struct ViewerSlot {
   bool open = false;
@@ -45,12 +49,13 @@ struct ViewerSlot {
   bool modified = false;
   uint32_t fileClass = 0;
   ExifDocumentPtr document;
-  QImage picture;          // the drawn picture, centred in the pane at every redraw
+  RasterPixels picture;    // the drawn picture, centred in the pane at every redraw
   std::string path;        // the file asked for last (shown, or loading)
   std::string shownPath;   // the file whose picture and text stand in the panes
   QSize pictureSize;       // of the file's picture as decoded
   std::unique_ptr<ViewerLoader> loader;
   QElapsedTimer sinceRequest;
+  bool HasPicture() const { return !picture.pixels.empty(); }
 };
 
 class ViewerWindow : public ToolWindow {
