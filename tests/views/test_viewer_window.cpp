@@ -234,10 +234,12 @@ TEST(ViewerWindow, PictureIsTheDecodeScaledToTheScreen) {
   testsupport::ScratchDir scratch;
   FreshSettings(scratch);
   const QSize screen = QGuiApplication::primaryScreen()->size();
+  SettingsPutUInt("OPTION", "DEBUGTIME", 1);  // the status bar carries the load's timings
   ViewerWindow window("");
   // Larger than the screen, and not twice its size in both directions: a full-size decode.
   const fs::path file = Corpus("jpeg/mei_Nokia_3110c_Mobile_Phone_.jpg");
   Open(window, file);
+  EXPECT_TRUE(window.StatusPart(0).startsWith("TIME:")) << window.StatusPart(0).toStdString();
   const fs::path ppm = scratch / "decoded.ppm";
   testsupport::RunCommand(std::string(TAVEXON_CLI_PATH) + " decode " + testsupport::ShellQuote(file.string()) +
                           " -o " + testsupport::ShellQuote(ppm.string()));
