@@ -1,6 +1,13 @@
 // Menu 110 and the accelerators of table 108 of the image viewer, as a table: every command is
 // present; one whose tool this build has acts, the others stand disabled.
 #include <QAction>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
 #include <QMenuBar>
 #include <algorithm>
 #include <cstdio>
@@ -13,6 +20,7 @@
 #include "kit/kit_dialogs.h"
 #include "kit/kit_prompt.h"
 #include "kit/kit_text.h"
+#include "tools/exif_backup.h"
 #include "tools/segment_delete.h"
 #include "views/embed_one_dialog.h"
 #include "views/exif_list_window.h"
@@ -43,8 +51,8 @@ constexpr ViewerCommand kViewerCommands[] = {
     {40023, MenuEdit, "撮影情報入力(&W)...", Qt::Key_unknown, GateLater, 0},
     {40027, MenuEdit, "撮影データ埋込(&M)...", Qt::Key_unknown, GateEdit, 0},
     {40032, MenuEdit, "EXIF削除(&D)...", Qt::Key_unknown, GateEdit, 0},
-    {40015, MenuEdit, "EXIFインポート(&I)...", Qt::Key_unknown, GateLater, 0},
-    {40016, MenuEdit, "EXIFエクスポート(&X)...", Qt::Key_unknown, GateLater, 0},
+    {40015, MenuEdit, "EXIFインポート(&I)...", Qt::Key_unknown, GateEdit, 0},
+    {40016, MenuEdit, "EXIFエクスポート(&X)...", Qt::Key_unknown, GateEdit, 0},
     {40035, MenuEdit, "サムネイル画像作成(&T)...", Qt::Key_unknown, GateLater, 0},
     {129, MenuEdit, "画像縮小(&S)...", Qt::Key_unknown, GateLater, 0},
     {40007, MenuView, "次の画像(&N)", Qt::Key_Right, GateAlways, 0},
@@ -103,6 +111,37 @@ bool WriteBitmap(const std::string& path, const RasterImage& image) {
          std::fwrite(image.pixels, 1, dataSize, file.get()) == dataSize && std::fflush(file.get()) == 0;
 }
 
+// The import's choice, EDIT/IMPORTTYPE: 0 fits the Exif to the target, 1 copies it unedited.
+// Returns the choice (stored), or -1 for a cancel (nothing stored).
+int ImportTypeDialog(QWidget* owner) {
+  QDialog dialog(owner);
+  dialog.setObjectName("importtype");
+  dialog.setWindowTitle(QString::fromUtf8("EXIFインポート"));
+  auto* group = new QGroupBox(QString::fromUtf8("EXIFインポートデータの扱い"), &dialog);  // owned by the dialog
+  auto* fit = new QRadioButton(QString::fromUtf8("埋め込み先画像情報に合わせて自動修正する"), group);
+  fit->setObjectName("fit");
+  auto* note = new QLabel(QString::fromUtf8("・主画像よりサムネイル画像を生成\n・画像サイズなどの情報を書き換え"), group);
+  auto* copy = new QRadioButton(QString::fromUtf8("EXIFデータを未編集でコピーする"), group);
+  copy->setObjectName("copy");
+  (ExfLoadImportType() == 1 ? copy : fit)->setChecked(true);
+  auto* inner = new QVBoxLayout(group);
+  inner->addWidget(fit);
+  inner->addWidget(note);
+  inner->addWidget(copy);
+  auto* buttons = new QDialogButtonBox(&dialog);
+  buttons->addButton(QString::fromUtf8("OK"), QDialogButtonBox::AcceptRole)->setObjectName("1");
+  buttons->addButton(QString::fromUtf8("キャンセル"), QDialogButtonBox::RejectRole)->setObjectName("2");
+  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+  auto* layout = new QVBoxLayout(&dialog);
+  layout->addWidget(group);
+  layout->addWidget(buttons);
+  if (dialog.exec() != QDialog::Accepted) return -1;
+  const int type = copy->isChecked() ? 1 : 0;
+  ExfStoreImportType(type);
+  return type;
+}
+
 }  // namespace
 
 void ViewerWindow::BuildMenus() {
@@ -144,6 +183,8 @@ void ViewerWindow::RunCommand(int id) {
     case 40002: close(); break;
     case 40027: CommandEmbedOne(); break;
     case 40032: CommandDeleteExif(); break;
+    case 40016: CommandExportExif(); break;
+    case 40015: CommandImportExif(); break;
     case 40007: CommandStep(1); break;
     case 40008: CommandStep(-1); break;
     case 40028: CommandSideBySide(); break;
@@ -178,6 +219,35 @@ void ViewerWindow::CommandDeleteExif() {
     return;
   }
   ReloadActive();
+}
+
+void ViewerWindow::CommandExportExif() {
+  const std::string source = slots_[size_t(activeSlot_)].shownPath;
+  const QString chosen = ChooseSaveFile(this, KitPathText(ExfDefaultName(source)), "ExifBackup(*.exf)");
+  if (chosen.isEmpty()) return;
+  uint32_t message = 0;
+  if (!ExfExport(source, ExfFixName(KitPath(chosen)), &message))
+    KitMessageBox(this, message, message == 31 ? 1000 : 1001, PromptButtonsOk, PromptIconError);
+}
+
+void ViewerWindow::CommandImportExif() {
+  const std::string target = slots_[size_t(activeSlot_)].shownPath;
+  const int type = ImportTypeDialog(this);
+  if (type < 0) return;
+  const QString from = ChooseOpenFile(this, KitPathText(PathFolderOf(target)), "ExifBackup(*.exf);;Jpeg(*.jpg)");
+  if (from.isEmpty()) return;
+  std::vector<uint8_t> payload;
+  uint32_t message = 0;
+  if (!ExfReadSource(KitPath(from), &payload, &message)) {
+    KitMessageBox(this, message, 1001, PromptButtonsOk, PromptIconError);
+    return;
+  }
+  const QString output = ChooseSaveFile(this, KitPathText(target), "Jpeg(*.jpg)");
+  if (output.isEmpty()) return;
+  const Prompt prompt = KitPrompt(this);
+  const int result = ExfImport(payload, target, KitPath(output), type, &prompt, &message);
+  if (result == -1) KitMessageBox(this, 37, 1001, PromptButtonsOk, PromptIconError);
+  if (result == 0) ReloadActive();
 }
 
 void ViewerWindow::CommandExportBitmap() {

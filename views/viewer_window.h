@@ -115,6 +115,8 @@ class ViewerWindow : public ToolWindow {
   void CommandDeleteExif();
   void CommandExifList();
   void CommandExportBitmap();
+  void CommandExportExif();
+  void CommandImportExif();
 
   std::array<ViewerSlot, 2> slots_;
   int activeSlot_ = 0;

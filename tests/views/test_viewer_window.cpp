@@ -134,7 +134,7 @@ TEST(ViewerWindow, EachKindOfFileLeavesItsStateAndMessage) {
                  40032, 40035, 40036, 40037, 40045, 40061, 40063, 40069, 40071, 40099, 40112, 40123, 40140,
                  40141, 40015, 40016, 129})
     ASSERT_NE(Command(window, id), nullptr) << id;
-  for (int id : {40023, 40015, 40016, 40035, 129, 40123, 40140, 40019, 40061, 40099, 40063, 40069, 40036})
+  for (int id : {40023, 40035, 129, 40123, 40140, 40019, 40061, 40099, 40063, 40069, 40036})
     EXPECT_FALSE(Command(window, id)->isEnabled()) << id;
   Open(window, Corpus("makers/nikon/digicam_D90_DSC_0003.JPG"));
   qttest::OnNextModal([](QWidget* dialog) {
@@ -143,6 +143,23 @@ TEST(ViewerWindow, EachKindOfFileLeavesItsStateAndMessage) {
   });
   Command(window, 40027)->trigger();
   EXPECT_EQ(qttest::DropQueuedActions(), 0);
+  // Exif export writes the backup; import puts it into a copy of a scan without Exif.
+  const fs::path backup = scratch / "d90.exf", target = scratch / "target.jpg";
+  qttest::OnNextModal(qttest::Choose(backup.string()));
+  Command(window, 40016)->trigger();
+  const std::vector<unsigned char> written = testsupport::ReadBytes(backup);
+  ASSERT_GT(written.size(), 16u);
+  EXPECT_EQ(std::string(written.begin(), written.begin() + 12), "EXIF_BACK_UP");
+  fs::copy_file(kSamples / "scans/scan_0001.jpg", target);
+  fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write);
+  Open(window, target);
+  qttest::OnNextModal([](QWidget* dialog) { qttest::Press(dialog, "1"); });  // the import's choice: fit
+  qttest::OnNextModal(qttest::Choose(backup.string()));
+  qttest::OnNextModal(qttest::Choose(target.string()));
+  Command(window, 40015)->trigger();
+  EXPECT_EQ(qttest::DropQueuedActions(), 0);
+  WaitShown(window);  // reloaded after the edit
+  EXPECT_TRUE(InfoText(window, 0).contains("NIKON D90"));
   Command(window, 40014)->trigger();
   auto* list = static_cast<ExifListWindow*>(ToolWindowOf(kToolExifList));
   ASSERT_NE(list, nullptr);
