@@ -15,9 +15,9 @@
 #include "frame/message_table.h"
 #include "frame/settings.h"
 #include "kit/kit_text.h"
-#include "app/app_init.h"
 #include "tests/support/qt_test_support.h"
 #include "tests/support/test_support.h"
+#include "views/embed_window.h"
 #include "views/exif_list_window.h"
 #include "views/viewer_window.h"
 
@@ -94,7 +94,8 @@ TEST(ViewerWindow, EachKindOfFileLeavesItsStateAndMessage) {
   TAVEXON_REQUIRE_SHARED("corpus");
   testsupport::ScratchDir scratch;
   FreshSettings(scratch);
-  AppRegisterToolWindows();
+  ToolWindowRegister(kToolEmbed, EmbedWindowCreate);  // the tools the menu opens
+  ToolWindowRegister(kToolExifList, ExifListWindowCreate);
   ViewerWindow window("");
   window.show();
   const struct {
