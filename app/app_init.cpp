@@ -2,7 +2,6 @@
 
 #include <QApplication>
 
-#include "app/home_window.h"
 #include "frame/app_start.h"
 #include "frame/settings.h"
 #include "kit/kit_picture.h"
@@ -13,6 +12,7 @@
 #include "views/embed_window.h"
 #include "views/exif_list_window.h"
 #include "views/picture_source.h"
+#include "views/viewer_window.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ bool AppLicenceAccepted() {
 void AppRegisterToolWindows() {
   ToolWindowRegister(kToolEmbed, EmbedWindowCreate);
   ToolWindowRegister(kToolExifList, ExifListWindowCreate);
-  ToolWindowRegister(kToolImageViewer, HomeWindowCreate);
+  ToolWindowRegister(kToolImageViewer, ViewerWindowCreate);
 }
 
 bool AppInit(const std::string& commandLine) {

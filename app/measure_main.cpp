@@ -2,21 +2,28 @@
 //   tavexon-measure first-paint JPEG   start of main to the Exif list window painted on JPEG
 //   tavexon-measure list JPEG          a file chosen to its Exif list filled (best of 20)
 //   tavexon-measure embed ROLL FOLDER  the embed window's run over a folder of scans
+//   tavexon-measure viewer-next FOLDER the viewer: a key press on "next" to the next scan
+//                                      painted, for each file of the folder in turn
+//   tavexon-measure viewer-hold FOLDER the key held through the folder: presses every 30 ms
 // The settings file is the caller's (TAVEXON_INI); the licence is taken as agreed.
 #include <QApplication>
 #include <QComboBox>
 #include <QElapsedTimer>
 #include <QLineEdit>
+#include <QTest>
 #include <QTimer>
+#include <array>
 #include <cstdio>
 #include <cstring>
 
 #include "app/app_init.h"
+#include "frame/file_list.h"
 #include "frame/settings.h"
 #include "kit/tool_window.h"
 #include "shooting/engine_install.h"
 #include "views/embed_window.h"
 #include "views/exif_list_window.h"
+#include "views/viewer_window.h"
 
 namespace {
 
@@ -78,6 +85,86 @@ int MeasureEmbed(const char* roll, const char* folder) {
   return result == 1 ? 0 : 1;
 }
 
+// Counts the paints of the viewer's first picture pane that show a given file.
+class PicturePaints : public QObject {
+ public:
+  explicit PicturePaints(ViewerWindow* window) : window_(window) {}
+  std::string awaited;
+  int shown = 0;  // paints of a loaded picture (any file)
+  bool done = false;
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Paint && window_->Slot(0).HasPicture()) {
+      ++shown;
+      if (window_->Slot(0).shownPath == awaited) done = true;
+    }
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  ViewerWindow* window_;
+};
+
+std::vector<std::string> FolderFiles(const char* folder) {
+  std::unique_ptr<FileList> list = FileListCreate();
+  FileListScan(*list, folder, "jpg", kFileListFiles, 0);
+  std::vector<std::string> files;
+  for (const FileEntry& entry : *list->entries) files.push_back(entry.path);
+  return files;
+}
+
+bool WaitPainted(PicturePaints& paints, const std::string& file) {
+  paints.awaited = file;
+  paints.done = false;
+  QElapsedTimer limit;
+  limit.start();
+  while (!paints.done && limit.elapsed() < 60000) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+  if (!paints.done) std::fprintf(stderr, "%s was not painted within a minute\n", file.c_str());
+  return paints.done;
+}
+
+int MeasureViewer(const char* folder, bool hold) {
+  EngineInstall();
+  SettingsPutString("FLAG", "MSGOK5", "0.9.0b");
+  const std::vector<std::string> files = FolderFiles(folder);
+  if (files.size() < 2) return 1;
+  ViewerWindow window(files[0]);
+  window.resize(1280, 900);
+  window.show();
+  // The keys reach the window's shortcuts only while it is the active window.
+  window.activateWindow();
+  if (!QTest::qWaitForWindowActive(&window)) std::fprintf(stderr, "the window did not become active\n");
+  PicturePaints paints(&window);
+  window.Slot(0).picturePane->installEventFilter(&paints);
+  if (!WaitPainted(paints, files[0])) return 1;
+  QElapsedTimer timer;
+  if (hold) {
+    // The key held: a press every 30 ms, as a keyboard repeats, then released on the last file.
+    paints.shown = 0;
+    timer.start();
+    for (size_t i = 1; i < files.size(); ++i) {
+      QTest::keyClick(&window, Qt::Key_Right);
+      QTest::qWait(30);
+    }
+    const double pressing = timer.nsecsElapsed() / 1e6;
+    if (!WaitPainted(paints, files.back())) return 1;
+    std::printf("held through %zu files in %.0f ms: last painted %.0f ms after the last press, %d pictures "
+                "painted on the way\n",
+                files.size() - 1, pressing, timer.nsecsElapsed() / 1e6 - pressing, paints.shown);
+    return 0;
+  }
+  for (size_t i = 1; i < files.size(); ++i) {
+    timer.start();
+    QTest::keyClick(&window, Qt::Key_Right);
+    if (!WaitPainted(paints, files[i])) return 1;
+    const std::array<float, 4> t = window.Timings();
+    std::printf("next -> painted: %.1f ms (Exif %.1f, decode %.1f, display %.1f ms)\n", timer.nsecsElapsed() / 1e6,
+                t[0] * 1e3, t[1] * 1e3, t[2] * 1e3);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -87,6 +174,10 @@ int main(int argc, char** argv) {
   if (argc == 3 && std::strcmp(argv[1], "first-paint") == 0) return MeasureFirstPaint(argv[2]);
   if (argc == 3 && std::strcmp(argv[1], "list") == 0) return MeasureList(argv[2]);
   if (argc == 4 && std::strcmp(argv[1], "embed") == 0) return MeasureEmbed(argv[2], argv[3]);
-  std::fprintf(stderr, "usage: tavexon-measure first-paint JPEG | list JPEG | embed ROLL FOLDER\n");
+  if (argc == 3 && std::strcmp(argv[1], "viewer-next") == 0) return MeasureViewer(argv[2], false);
+  if (argc == 3 && std::strcmp(argv[1], "viewer-hold") == 0) return MeasureViewer(argv[2], true);
+  std::fprintf(stderr,
+               "usage: tavexon-measure first-paint JPEG | list JPEG | embed ROLL FOLDER | viewer-next FOLDER | "
+               "viewer-hold FOLDER\n");
   return 2;
 }

@@ -3,6 +3,7 @@
 // display). The settings file is the caller's (TAVEXON_INI); the licence is taken as agreed.
 #include <QApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTimer>
 #include <QTreeWidget>
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include "frame/settings.h"
 #include "kit/tool_window.h"
 #include "views/exif_list_window.h"
+#include "views/viewer_window.h"
 
 namespace {
 
@@ -33,6 +35,7 @@ int main(int argc, char** argv) {
   SettingsPutUInt("FLAG", "LICENSE", 1);
   SettingsPutString("FLAG", "MSGOK1", "0.9.0b");
   SettingsPutString("FLAG", "MSGOK3", "0.9.0b");
+  SettingsPutString("FLAG", "MSGOK5", "0.9.0b");
   SettingsPutUInt("OPTION", "FIRSTVIEW", 1);
   if (!AppInit(std::string("\"") + argv[2] + "\"")) return 1;
   OpenToolWindow(kToolEmbed, "");
@@ -42,7 +45,25 @@ int main(int argc, char** argv) {
     auto* list = static_cast<ExifListWindow*>(ToolWindowOf(kToolExifList));
     failures += !Grab(list, out + "/exif_list.png");
     failures += !Grab(ToolWindowOf(kToolEmbed), out + "/embed.png");
-    failures += !Grab(ToolWindowOf(kToolImageViewer), out + "/main.png");
+    // The viewer with one picture, then with a second slot on the folder's next file.
+    auto* viewer = static_cast<ViewerWindow*>(ToolWindowOf(kToolImageViewer));
+    auto waitShown = [viewer] {
+      QElapsedTimer limit;
+      limit.start();
+      while (limit.elapsed() < 30000 &&
+             (viewer->Loading() || viewer->Slot(viewer->ActiveSlot()).shownPath != viewer->CurrentPath()))
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+    };
+    viewer->resize(1000, 700);
+    waitShown();
+    failures += !Grab(viewer, out + "/viewer.png");
+    const std::string first = viewer->CurrentPath();
+    viewer->RunCommand(40028);  // side by side: the second slot becomes active
+    viewer->OpenFile(first);
+    waitShown();
+    viewer->RunCommand(40007);  // and steps to the next file
+    waitShown();
+    failures += !Grab(viewer, out + "/viewer_two.png");
     // The edit dialog on the first tag, grabbed while it is open, then cancelled.
     QTimer::singleShot(200, [&] {
       QWidget* dialog = QApplication::activeModalWidget();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <thread>
 
 namespace {
 
@@ -149,6 +150,57 @@ int ScaleRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float fa
   }
   // The ratio is rounded down, so the last row may end just short of a full share.
   if (row < newHeight) sums.Flush(RowFromTop(result.pixels.data(), newWidth, newHeight, row), newWidth);
+  out = std::move(result);
+  return 1;
+}
+
+// The destination rows [rowBegin, rowEnd) of ScaleRaster: every source row is walked for the
+// shares, but only those that reach the band are added, so bands can run side by side.
+static void ScaleRasterBand(const uint8_t* pixels, uint32_t width, uint32_t height, uint32_t sx, uint32_t sy,
+                            RasterPixels& result, uint32_t rowBegin, uint32_t rowEnd) {
+  RowAccumulator sums(width, sx, result.width);
+  uint32_t share = 0, row = 0;
+  auto add = [&](const uint8_t* source, uint32_t weight) {
+    if (row >= rowBegin && row < rowEnd) sums.Add(source, weight);
+  };
+  auto flush = [&] {
+    if (row >= rowBegin && row < rowEnd) sums.Flush(RowFromTop(result.pixels.data(), result.width, result.height, row), result.width);
+    ++row;
+  };
+  for (uint32_t y = 0; y < height && row < rowEnd; ++y) {
+    const uint8_t* source = RowFromTop(pixels, width, height, y);
+    if (share + sy >= kOne) {
+      const uint32_t first = kOne - share;
+      add(source, first);
+      flush();
+      share = sy - first;
+      if (share && row < result.height) add(source, share);
+    } else {
+      add(source, sy);
+      share += sy;
+    }
+  }
+  if (row < result.height && row < rowEnd) flush();
+}
+
+int ScaleRasterThreads(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, uint32_t threads,
+                       RasterPixels& out) {
+  if (!pixels || width == 0 || height == 0 || !(factor > 0.0f)) return 0;
+  const uint32_t s = uint32_t(std::min(factor, 1.0f) * kOne);
+  const uint32_t newHeight = uint32_t((uint64_t(height) * s) >> 16), newWidth = uint32_t((uint64_t(width) * s) >> 16);
+  if (newHeight == 0 || newWidth == 0) return 0;
+  const uint32_t sy = uint32_t((uint64_t(newHeight) << 16) / height), sx = uint32_t((uint64_t(newWidth) << 16) / width);
+  RasterPixels result;
+  result.width = newWidth;
+  result.height = newHeight;
+  result.pixels.assign(size_t(RasterRowBytes(newWidth)) * newHeight, 0);
+  threads = std::clamp<uint32_t>(threads, 1, std::min<uint32_t>(newHeight, 16));
+  std::vector<std::thread> bands;
+  for (uint32_t band = 1; band < threads; ++band)
+    bands.emplace_back(ScaleRasterBand, pixels, width, height, sx, sy, std::ref(result), newHeight * band / threads,
+                       newHeight * (band + 1) / threads);
+  ScaleRasterBand(pixels, width, height, sx, sy, result, 0, newHeight / threads);
+  for (std::thread& thread : bands) thread.join();
   out = std::move(result);
   return 1;
 }

@@ -28,6 +28,11 @@ float FitRatio(uint32_t width, uint32_t height, uint32_t maxWidth, uint32_t maxH
 // accumulators. The two axes have their own ratios, so each lands exactly.
 int ScaleRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, RasterPixels& out);
 
+// ScaleRaster with the destination rows split among threads (joined before it returns): the
+// same bytes, for pictures large enough that one thread is the bottleneck (the viewer).
+int ScaleRasterThreads(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, uint32_t threads,
+                       RasterPixels& out);
+
 // Enlargement by forward mapping and filling the gaps from their filled neighbours; factors
 // above 2 are applied as steps of 2 and the rest.
 int EnlargeRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, RasterPixels& out);

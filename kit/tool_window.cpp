@@ -58,6 +58,10 @@ void ToolWindow::closeEvent(QCloseEvent* event) {
 
 void ToolWindowRegister(ToolKind kind, ToolWindowFactory factory) { Table().entries[kind].factory = factory; }
 
+bool ToolWindowAvailable(int kind) {
+  return kind >= 0 && kind < kToolKindCount && kind != kToolUnused && Table().entries[kind].factory != nullptr;
+}
+
 ToolWindow* OpenToolWindow(int kind, const std::string& path) {
   if (kind < 0 || kind >= kToolKindCount) return nullptr;
   ToolSlot& slot = Table().entries[kind];

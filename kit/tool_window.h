@@ -29,6 +29,9 @@ class ToolWindow : public QMainWindow {
 // Makes the window of a kind (shown by the table, not by the factory); nullptr on failure.
 using ToolWindowFactory = ToolWindow* (*)(const std::string& path);
 void ToolWindowRegister(ToolKind kind, ToolWindowFactory factory);
+// Whether a window of the kind can be opened (a factory is registered): the main window's
+// menu enables the tools that exist and shows the rest disabled.
+bool ToolWindowAvailable(int kind);
 
 // Opens the window of a kind with a path (empty for none). A kind already open is raised and
 // the result is nullptr, as it is for a kind that opens nothing and for a failed creation. The

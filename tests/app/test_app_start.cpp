@@ -4,12 +4,12 @@
 #include <gtest/gtest.h>
 
 #include "app/app_init.h"
-#include "app/home_window.h"
 #include "frame/settings.h"
 #include "kit/tool_window.h"
 #include "tests/support/qt_test_support.h"
 #include "tests/support/test_support.h"
 #include "views/exif_list_window.h"
+#include "views/viewer_window.h"
 
 namespace {
 
@@ -56,7 +56,7 @@ TEST(AppStart, FirstViewWithAndWithoutAPath) {
       if (c.opened == kToolExifList)
         EXPECT_EQ(static_cast<ExifListWindow*>(window)->CurrentPath(), expected);
       else
-        EXPECT_EQ(static_cast<HomeWindow*>(window)->CurrentPath(), expected);
+        EXPECT_EQ(static_cast<ViewerWindow*>(window)->CurrentPath(), expected);
       CloseAll();
     }
   }

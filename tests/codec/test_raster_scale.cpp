@@ -102,3 +102,19 @@ TEST(RasterScale, BoxCentresAndSharpeningSteepens) {
   EXPECT_GT(sharp.pixels[3 * 4], 160);   // the light side lighter
   EXPECT_EQ(sharp.pixels[3 * 0], 100);   // away from the edge unchanged
 }
+
+TEST(RasterScale, ThreadedReductionGivesTheSameBytes) {
+  RasterPixels picture;
+  picture.width = 517;
+  picture.height = 389;
+  picture.pixels.resize(size_t(RasterRowBytes(517)) * 389);
+  uint32_t seed = 12345;
+  for (uint8_t& byte : picture.pixels) byte = uint8_t((seed = seed * 1103515245u + 12345u) >> 16);
+  for (const float factor : {0.5f, 0.33f, 0.9999f, 1.0f, ScaleFactorFor(389, 120), ScaleFactorFor(517, 7)})
+    for (const uint32_t threads : {1u, 2u, 3u, 8u}) {
+      RasterPixels one, many;
+      ASSERT_EQ(ScaleRaster(picture.pixels.data(), 517, 389, factor, one), 1);
+      ASSERT_EQ(ScaleRasterThreads(picture.pixels.data(), 517, 389, factor, threads, many), 1);
+      EXPECT_EQ(one.pixels, many.pixels) << factor << " on " << threads << " threads";
+    }
+}
