@@ -268,7 +268,7 @@ void ViewerWindow::CommandExportBitmap() {
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
   if (fileClass == StatusNef)
-    ExifMakerNoteControl(document.get(), MnGetPreview, reinterpret_cast<intptr_t>(&bytes), reinterpret_cast<intptr_t>(&size));
+    ExifMakerNotePreview(document.get(), &bytes, &size);
   RasterImage image;
   const bool decoded = JpegDecoderOpen(bytes ? "" : source, bytes, size, &opened) == 0 &&
                        JpegDecoderDecode(opened, &image, 0) == 0 && JpegDecoderPixels(opened, &image) == 0;

@@ -51,8 +51,7 @@ uint32_t LoadViewerImage(const std::string& path, ExifDocument* document, JpegDe
   if (kind != FileKindTiff || !document) return StatusUnusable;
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
-  if (ExifMakerNoteControl(document, MnGetPreview, reinterpret_cast<intptr_t>(&bytes),
-                           reinterpret_cast<intptr_t>(&size)) != 1 ||
+  if (ExifMakerNotePreview(document, &bytes, &size) != 1 ||
       !bytes || size == 0 || JpegDecoderOpen("", bytes, size, &opened) != 0)
     return StatusUnusable;
   decoder.reset(opened);
