@@ -15,7 +15,6 @@
 #include "exif/makernote_handler.h"
 #include "exif/tag_catalogue.h"
 #include "exif/value_format.h"
-#include "makernote/makernote_tables.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
 
@@ -174,11 +173,10 @@ std::vector<DumpTableRef> DumpTables(ExifDocument* document) {
     tables.push_back({table.kind, table.name, display ? Utf8FromCp932(display) : table.name});
   }
   const uint32_t family = ExifMakerNoteFamily(document);
-  const auto* names = reinterpret_cast<const MakerNoteTableName*>(ExifMakerNoteControl(document, MnTableNames, 0, 0));
-  for (; family && names && names->table >= 0; ++names) {
-    const uint32_t kind = family | uint32_t(names->table);
+  for (const MakerNoteTableName& name : ExifMakerNoteTables(document)) {
+    const uint32_t kind = family | name.table;
     if (ExifTagCount(document, kind) <= 0) continue;
-    tables.push_back({kind, std::to_string(names->table), Utf8FromCp932(names->name ? names->name : "")});
+    tables.push_back({kind, std::to_string(name.table), Utf8FromCp932(name.name ? name.name : "")});
   }
   return tables;
 }
@@ -305,8 +303,7 @@ void DumpJson(const std::string& path, DumpReading& reading, bool binary, std::s
 int DumpWritePreview(ExifDocument* document, const std::string& out) {
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
-  if (!ExifMakerNoteControl(document, MnGetPreview, reinterpret_cast<intptr_t>(&bytes),
-                            reinterpret_cast<intptr_t>(&size)) || !bytes || !size) {
+  if (!ExifMakerNotePreview(document, &bytes, &size) || !bytes || !size) {
     std::fprintf(stderr, "%s: the MakerNote holds no preview\n", document->path.c_str());
     return 0;
   }

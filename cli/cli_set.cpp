@@ -141,7 +141,7 @@ int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
 // editable note (102); a tag whose value the program maintains itself is never edited (14).
 uint32_t EditRefusal(ExifDocument* document, uint32_t kind, uint16_t tag) {
   if (kind >= kIfdMakerNoteFirst &&
-      (!ExifMakerNoteTable(document, kind) || !ExifMakerNoteControl(document, MnIsEditable, 0, 0)))
+      (!ExifMakerNoteTable(document, kind) || !ExifMakerNoteEditable(document)))
     return kMessageNoteNotEditable;
   return TagIsEditable(document, kind, tag) ? 0u : uint32_t(kMessageTagNotEditable);
 }

@@ -181,9 +181,7 @@ int LoadThumbnailPixels(const std::string& path, ExifDocument* document, RasterP
     if (preview) {
       const uint8_t* previewBytes = nullptr;
       uint32_t previewSize = 0;
-      if (ExifMakerNoteControl(document, MnGetPreview, reinterpret_cast<intptr_t>(&previewBytes),
-                               reinterpret_cast<intptr_t>(&previewSize)) == 1 &&
-          previewBytes && previewSize) {
+      if (ExifMakerNotePreview(document, &previewBytes, &previewSize) == 1 && previewBytes && previewSize) {
         bytes = previewBytes;
         size = previewSize;
       }

@@ -233,11 +233,11 @@ int PlaceThumbnail(BuildState& state, uint32_t firstOffset) {
 // Asks an open handler whose note has tags to rewrite its pointers for the note's new place.
 int RelocateMakerNote(ExifDocument* document, uint8_t* tiff, uint32_t tiffSize) {
   MakerNoteHandler* handler = document->makerNote.get();
-  if (handler == nullptr || handler->Control == nullptr) return 1;
-  if (handler->Control(handler->context, MnTagCount, 0, 0) <= 0) return 1;
+  if (handler == nullptr || handler->context == nullptr) return 1;
+  if (handler->context->TagCount() == 0) return 1;
   RawEntry entry;
   if (!RawReadEntry(tiff, tiffSize, IfdExif, TagMakerNote, &entry)) return 1;  // the note was dropped
-  if (handler->Control(handler->context, MnRelocate, intptr_t(tiff), intptr_t(&entry)) > 0) return 1;
+  if (handler->context->Relocate(tiff, entry) > 0) return 1;
   if (ErrorPeek() != ErrMakerNoteBuild) ErrorPush(ErrMakerNoteBuild);
   return 0;
 }

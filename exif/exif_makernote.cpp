@@ -1,5 +1,7 @@
 // The engine's side of MakerNotes: the registry the makernote library installs, opening and
-// closing a document's handler, and forwarding by kind to the open handler.
+// closing a document's handler, forwarding by kind to the open handler, and the defaults of a
+// family's context.
+#include <algorithm>
 #include <atomic>
 
 #include "exif/exif_document.h"
@@ -21,17 +23,41 @@ MakerNoteHandler* ExifKindHandler(ExifDocument* document, uint32_t kind) {
   return handler;
 }
 
+const MakerNoteDescriptor* ExifDescriptor(const ExifDocument* document) {
+  return document && document->makerNote ? document->makerNote->descriptor : nullptr;
+}
+
 }  // namespace
+
+int MakerNoteContext::PutTag(uint32_t table, uint16_t tag, uint16_t type, uint32_t count, const void* value) {
+  IfdTable* target = Table(table);
+  if (!target) return ErrorPush(ErrInvalidArgument), 0;
+  if (!TagListPut(this, &target->tags, tag, type, count, 0, value)) return 0;
+  target->entryCount = uint16_t(std::min<size_t>(target->tags.size(), 0xFFFF));
+  // Kept in tag order, as the TIFF standard asks of a directory.
+  TagListSort(&target->tags);
+  return 1;
+}
+
+int MakerNoteContext::DeleteTag(uint32_t table, uint16_t tag) {
+  IfdTable* target = Table(table);
+  if (!target) return ErrorPush(ErrInvalidArgument), 0;
+  if (!TagListRemove(&target->tags, tag)) return 0;
+  if (target->entryCount > 0) --target->entryCount;
+  return 1;
+}
+
+int MakerNoteContext::Relocate(uint8_t*, const RawEntry&) { return 1; }
+
+int MakerNoteContext::Preview(const uint8_t**, uint32_t*) { return 0; }
+
+int MakerNoteContext::SetPreview(const uint8_t*, uint32_t) { return ErrorPush(ErrInvalidArgument), 0; }
 
 void ExifInstallMakerNotes(const MakerNoteRegistry* registry) { g_registry.store(registry); }
 
 const MakerNoteRegistry* ExifMakerNoteRegistry() { return g_registry.load(); }
 
-void MakerNoteHandlerDestroy(MakerNoteHandler* handler) {
-  if (!handler) return;
-  if (handler->Destroy && handler->context) handler->Destroy(handler->context);
-  delete handler;
-}
+void MakerNoteHandlerDestroy(MakerNoteHandler* handler) { delete handler; }
 
 int ExifOpenMakerNote(ExifDocument* document) {
   if (!document) {
@@ -47,17 +73,18 @@ int ExifOpenMakerNote(ExifDocument* document) {
   const TagEntry* schema = ExifFindTag(document, IfdExif, TagOffsetSchema);
   const uint32_t offsetBias = schema ? schema->U32(0) : 0;
   const MakerNoteRegistry* registry = ExifMakerNoteRegistry();
-  MakerNoteHandler* handler = nullptr;
+  std::unique_ptr<MakerNoteHandler> handler;
   if (!registry || !registry->recognise ||
-      !registry->recognise(document->raw.data(), document->rawSize, note, offsetBias, &handler) || !handler) {
+      !registry->recognise(document->raw.data(), document->rawSize, note, offsetBias, &handler) || !handler ||
+      !handler->context) {
     ErrorPush(ErrMakerNoteUnknown);
     return 0;
   }
-  document->makerNote.reset(handler);
-  if (!handler->Parse || !handler->context ||
-      !handler->Parse(handler->context, handler->segment, handler->segmentSize, handler->offsetBias, note)) {
+  document->makerNote.reset(handler.release());
+  MakerNoteHandler* open = document->makerNote.get();
+  if (!open->context->Parse(open->segment, open->segmentSize, open->offsetBias, note)) {
     // The handler stays open with what it read, so the caller sees a note that failed.
-    handler->parseFailed = 1;
+    open->parseFailed = 1;
     ErrorPush(ErrMakerNoteParse);
     return 0;
   }
@@ -74,50 +101,63 @@ int ExifCreateMakerNote(ExifDocument* document) {
   if (!document) return 0;
   ExifCloseMakerNote(document);
   const MakerNoteRegistry* registry = ExifMakerNoteRegistry();
-  MakerNoteHandler* handler = nullptr;
+  std::unique_ptr<MakerNoteHandler> handler;
   if (!registry || !registry->create || !registry->create(FamilyNikon, &handler) || !handler) {
     ErrorPush(ErrMakerNoteUnknown);
     return 0;
   }
-  document->makerNote.reset(handler);
+  document->makerNote.reset(handler.release());
   return 1;
-}
-
-intptr_t ExifMakerNoteControl(ExifDocument* document, uint32_t code, intptr_t first, intptr_t second) {
-  if (!document || !document->makerNote || !document->makerNote->Control) return 0;
-  return document->makerNote->Control(document->makerNote->context, code, first, second);
 }
 
 uint32_t ExifMakerNoteFamily(const ExifDocument* document) {
   return document && document->makerNote ? document->makerNote->family : 0;
 }
 
+MakerNoteContext* ExifMakerNoteContext(const ExifDocument* document) {
+  return document && document->makerNote ? document->makerNote->context.get() : nullptr;
+}
+
+std::span<const MakerNoteTableName> ExifMakerNoteTables(const ExifDocument* document) {
+  const MakerNoteDescriptor* descriptor = ExifDescriptor(document);
+  return descriptor ? descriptor->tables : std::span<const MakerNoteTableName>{};
+}
+
+int ExifMakerNoteEditable(const ExifDocument* document) {
+  const MakerNoteContext* context = ExifMakerNoteContext(document);
+  return context && context->editable ? 1 : 0;
+}
+
+int ExifMakerNoteTagEditable(const ExifDocument* document, uint32_t table, uint16_t tag) {
+  const MakerNoteDescriptor* descriptor = ExifDescriptor(document);
+  if (!descriptor) return 0;
+  return std::none_of(descriptor->protectedTags.begin(), descriptor->protectedTags.end(),
+                      [&](const MakerNoteProtectedTag& row) { return row.table == table && row.tag == tag; })
+             ? 1
+             : 0;
+}
+
+int ExifMakerNotePreview(const ExifDocument* document, const uint8_t** bytes, uint32_t* size) {
+  MakerNoteContext* context = ExifMakerNoteContext(document);
+  return context ? context->Preview(bytes, size) : 0;
+}
+
 IfdTable* ExifMakerNoteTable(ExifDocument* document, uint32_t kind) {
   MakerNoteHandler* handler = ExifKindHandler(document, kind);
-  if (!handler || !handler->Table) return nullptr;
-  return handler->Table(handler->context, kind & 0xFFFFu);
+  if (!handler || !handler->context) return nullptr;
+  return handler->context->Table(kind & 0xFFFFu);
 }
 
 int MakerNoteFamilyIsEnabled(uint32_t family) {
-  switch (family) {
-    case FamilyNikon:
-      return 1;
-    case FamilyCanon:
-    case FamilyPentax:
-    case FamilySony:
-    case FamilyFujifilm:
-    case FamilyPanasonic:
-    case FamilyCasio:
-    case FamilyOlympus: {
-      // Read once per run; every thread that races here stores the same value.
-      static const int support = SettingsGetInt("OPTION", "MAKERNOTESUPORT", 1);
-      return support == 1 ? 1 : 0;
-    }
-    default:
-      return 0;
-  }
+  const MakerNoteRegistry* registry = ExifMakerNoteRegistry();
+  const MakerNoteDescriptor* descriptor = registry && registry->find ? registry->find(family) : nullptr;
+  if (!descriptor) return 0;
+  if (descriptor->alwaysRead) return 1;
+  // Read once per run; every thread that races here stores the same value.
+  static const int support = SettingsGetInt("OPTION", "MAKERNOTESUPORT", 1);
+  return support == 1 ? 1 : 0;
 }
 
-int MakerNoteFamilyEnabled(const ExifDocument* document) {
+int ExifMakerNoteEnabled(const ExifDocument* document) {
   return document && document->makerNote ? MakerNoteFamilyIsEnabled(document->makerNote->family) : 0;
 }

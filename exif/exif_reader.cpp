@@ -461,7 +461,7 @@ uint32_t ExifInspectKeepPartial(ExifDocumentPtr& document, ExifDocumentPtr* part
     if (code == ErrMakerNoteParse) return nef ? StatusNef : flags | StatusMakerNoteFailed;
     // No note, or a note no handler knows: the note travels as an opaque tag.
     if (code == ErrNoMakerNote || code == ErrMakerNoteUnknown) ErrorPop();
-  } else if (!MakerNoteFamilyEnabled(document.get())) {
+  } else if (!ExifMakerNoteEnabled(document.get())) {
     ExifCloseMakerNote(document.get());
   }
   return nef ? StatusNef : flags;

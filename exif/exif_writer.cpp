@@ -46,14 +46,13 @@ int ApplyMakerNoteEdit(ExifDocument* document, const PendingEdit& edit) {
   uint32_t family = edit.kind & 0xFFFF0000u;
   if (handler == nullptr || (family != 0 && family != handler->family)) return Fail(ErrMakerNoteUnknown);
   uint32_t table = edit.kind & 0xFFFFu;
-  if (edit.op == PendingSet) {
-    if (handler->PutTag == nullptr) return Fail(ErrMakerNoteUnknown);
-    return handler->PutTag(handler->context, table, edit.tag, edit.type, edit.count, edit.value.data());
-  }
+  if (handler->context == nullptr) return Fail(ErrMakerNoteUnknown);
+  if (edit.op == PendingSet)
+    return handler->context->PutTag(table, edit.tag, edit.type, edit.count, edit.value.data());
   // A delete of a tag the table does not hold is passed over, as in the document's own tables.
-  IfdTable* tags = handler->Table ? handler->Table(handler->context, table) : nullptr;
+  IfdTable* tags = handler->context->Table(table);
   if (tags == nullptr || ExifFindInTable(tags, edit.tag) == nullptr) return 1;
-  return handler->DeleteTag ? handler->DeleteTag(handler->context, table, edit.tag) : Fail(ErrMakerNoteUnknown);
+  return handler->context->DeleteTag(table, edit.tag);
 }
 
 }  // namespace

@@ -48,10 +48,10 @@ int ExifPatchAll(ExifDocument* document, const uint8_t** bytes, uint32_t* size);
 int ExifApplyEdits(ExifDocument* document, const uint8_t** bytes, uint32_t* size, uint32_t bigEndian,
                    int keepMakerNotePlace);
 // The full rebuild from the tables, in the given byte order (the document takes it). When an
-// open handler counts tags in its note (MnTagCount above 0), it is then asked to relocate:
-// Control(context, MnRelocate, intptr_t(TIFF header in built), intptr_t(const RawEntry*)), the
-// entry being tag 37500 as the finished payload holds it (valueWord: its offset from the TIFF
-// header). A result of 0 or less fails the rebuild with 819.
+// open handler counts tags in its note, it is then asked to relocate its pointers
+// (MakerNoteContext::Relocate with the TIFF header in built and tag 37500 as the finished
+// payload holds it; valueWord is its offset from the TIFF header). A result of 0 fails the
+// rebuild with 819.
 int ExifBuild(ExifDocument* document, const uint8_t** bytes, uint32_t* size, uint32_t bigEndian,
               int keepMakerNotePlace);
 

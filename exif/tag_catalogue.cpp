@@ -94,8 +94,8 @@ MakerNoteHandler* TagKindHandler(const ExifDocument* document, uint32_t kind) {
 const TagDefinition* TagCatalogueTable(const ExifDocument* document, uint32_t kind) {
   if (kind < kIfdMakerNoteFirst) return TagCatalogueOwnTable(kind);
   MakerNoteHandler* handler = TagKindHandler(document, kind);
-  if (!handler || !handler->Catalogue) return nullptr;
-  return handler->Catalogue(kind & 0xFFFFu);
+  if (!handler || !handler->descriptor || !handler->descriptor->catalogue) return nullptr;
+  return handler->descriptor->catalogue(kind & 0xFFFFu);
 }
 
 uint32_t TagCatalogueCount(const TagDefinition* table) {
@@ -118,12 +118,9 @@ const char* TagRowDisplayName(const TagDefinition* row) {
 
 const char* TagDisplayName(const ExifDocument* document, uint32_t kind, uint16_t tag) {
   if (kind >= kIfdMakerNoteFirst) {
-    MakerNoteHandler* handler = TagKindHandler(document, kind);
-    if (handler && handler->TagName) {
-      const char* name = handler->TagName(kind & 0xFFFFu, tag);
-      if (name) return name;
-    }
-    return UnknownText();
+    // A tag the family's catalogue does not hold is unknown, as in the document's own tables.
+    const TagDefinition* row = TagCatalogueFind(TagCatalogueTable(document, kind), tag);
+    return row ? TagRowDisplayName(row) : UnknownText();
   }
   return OwnDisplayNames().Name(kind, tag);
 }
@@ -135,9 +132,8 @@ const char* TagExifName(const ExifDocument* document, uint32_t kind, uint16_t ta
 
 int TagIsEditable(const ExifDocument* document, uint32_t kind, uint16_t tag) {
   if (kind >= kIfdMakerNoteFirst) {
-    MakerNoteHandler* handler = TagKindHandler(document, kind);
-    if (!handler || !handler->Control) return 0;
-    return handler->Control(handler->context, MnTagEditable, intptr_t(kind & 0xFFFFu), intptr_t(tag)) != 0 ? 1 : 0;
+    if (!TagKindHandler(document, kind)) return 0;
+    return ExifMakerNoteTagEditable(document, kind & 0xFFFFu, tag);
   }
   for (const StructuralTag& structural : kStructuralTags)
     if (structural.kind == kind && structural.tag == tag) return 0;

@@ -569,9 +569,9 @@ int FormatGpsInto(const TagEntry* entry, Output& out) {
 // A MakerNote table's text from the open handler; the general value text when it has none.
 int FormatMakerNote(const ExifDocument* document, const TagEntry& entry, uint32_t kind, Output& out) {
   MakerNoteHandler* handler = TagKindHandler(document, kind);
-  if (!handler) return out.Done();
-  if (!handler->FormatValue) return FormatValueInto(&entry, out, 0);
-  handler->FormatValue(&entry, kind & 0xFFFFu, out.text, out.room);
+  if (!handler || !handler->descriptor) return out.Done();
+  if (!handler->descriptor->formatValue) return FormatValueInto(&entry, out, 0);
+  handler->descriptor->formatValue(&entry, kind & 0xFFFFu, out.text, out.room);
   out.text[out.room - 1] = 0;
   out.length = uint32_t(std::find(out.text, out.text + out.room, '\0') - out.text);
   return out.Done();
@@ -623,12 +623,12 @@ int ExifTagText(ExifDocument* document, uint32_t kind, uint16_t tag, char* text,
       return made == 1 && out.text[0] != 0 ? 1 : 0;
     }
     MakerNoteHandler* handler = TagKindHandler(document, kind);
-    if (!handler || !handler->FormatValue) return 0;
+    if (!handler || !handler->descriptor || !handler->descriptor->formatValue) return 0;
     TagEntry request;
     request.tag = tag;
     request.type = TypeAscii;
     request.value.assign(4, 0);
-    handler->FormatValue(&request, kLensKind, out.text, out.room);
+    handler->descriptor->formatValue(&request, kLensKind, out.text, out.room);
     out.text[out.room - 1] = 0;
     return out.text[0] != 0 ? 1 : 0;
   }

@@ -14,21 +14,21 @@ namespace {
 
 // The note built by the open handler into `block`; 0 when the handler fails or memory is short.
 int MakerNoteBuildBlock(MakerNoteHandler* handler, std::vector<uint8_t>* block) {
-  if (handler->Build == nullptr || handler->context == nullptr) return ErrorPush(ErrMakerNoteBuild), 0;
+  if (handler->context == nullptr) return ErrorPush(ErrMakerNoteBuild), 0;
   uint32_t size = 0;
-  if (handler->Build(handler->context, nullptr, 0, &size) != 1) return 0;
+  if (handler->context->Build(nullptr, 0, &size) != 1) return 0;
   try {
     block->assign(size, 0);
   } catch (const std::bad_alloc&) {
     return ErrorPush(ErrNoMemory), 0;
   }
-  if (handler->Build(handler->context, block->data(), size, &size) != 1) return 0;
+  if (handler->context->Build(block->data(), size, &size) != 1) return 0;
   block->resize(size);
   return 1;
 }
 
-intptr_t MakerNoteTagTotal(MakerNoteHandler* handler) {
-  return handler->Control != nullptr ? handler->Control(handler->context, MnTagCount, 0, 0) : 0;
+uint32_t MakerNoteTagTotal(MakerNoteHandler* handler) {
+  return handler->context != nullptr ? handler->context->TagCount() : 0;
 }
 
 // The first word of a SLONG or LONG tag, as the signed displacement it records.

@@ -256,34 +256,32 @@ uint32_t MakerNoteRecogniseFamily(const uint8_t* segment, uint32_t size, const T
                                   uint32_t offsetBias) {
   MakerNoteProbe probe;
   if (!MakerNoteProbeMake(segment, size, noteTag, offsetBias, &probe)) return 0;
-  for (const MakerNoteFamilyRow& row : MakerNoteFamilies())
-    if (row.recognise(probe) != 0) return row.family;
+  for (const MakerNoteDescriptor* row : MakerNoteFamilies())
+    if (row->recognise(probe) != 0) return row->family;
   return 0;
 }
 
-int MakerNoteHandlerCreate(uint32_t family, MakerNoteHandler** handler) {
+int MakerNoteHandlerCreate(uint32_t family, std::unique_ptr<MakerNoteHandler>* handler) {
   if (handler == nullptr) return ErrorPush(ErrInvalidArgument), 0;
-  *handler = nullptr;
+  handler->reset();
+  const MakerNoteDescriptor* row = MakerNoteFamilyFind(family);
+  if (row == nullptr || row->create == nullptr) return ErrorPush(ErrMakerNoteUnknown), 0;
   auto record = std::make_unique<MakerNoteHandler>();
+  record->descriptor = row;
   record->family = family;
-  const MakerNoteFamilyRow* row = MakerNoteFamilyFind(family);
-  if (row != nullptr && row->fill != nullptr) {
-    row->fill(record.get());
-    if (record->Create != nullptr) {
-      record->context = record->Create();
-      if (record->context == nullptr) return ErrorPush(ErrNoMemory), 0;
-    }
-  }
-  *handler = record.release();
+  record->context = row->create();
+  if (record->context == nullptr) return ErrorPush(ErrNoMemory), 0;
+  *handler = std::move(record);
   return 1;
 }
 
 int MakerNoteRecognise(const uint8_t* segment, uint32_t size, TagEntry* noteTag, uint32_t offsetBias,
-                       MakerNoteHandler** handler) {
+                       std::unique_ptr<MakerNoteHandler>* handler) {
   if (handler == nullptr) return 0;
-  *handler = nullptr;
-  const MakerNoteFamilyRow* row = MakerNoteFamilyFind(MakerNoteRecogniseFamily(segment, size, noteTag, offsetBias));
-  if (row == nullptr || row->fill == nullptr) return 0;
+  handler->reset();
+  const MakerNoteDescriptor* row = MakerNoteFamilyFind(MakerNoteRecogniseFamily(segment, size, noteTag, offsetBias));
+  // A family without a handler yet: its note is carried as bytes.
+  if (row == nullptr || row->create == nullptr) return 0;
   if (!MakerNoteHandlerCreate(row->family, handler)) return 0;
   (*handler)->segment = segment;
   (*handler)->segmentSize = size;

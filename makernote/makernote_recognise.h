@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "exif/makernote_handler.h"
 #include "makernote/makernote_families.h"
@@ -33,8 +34,8 @@ uint32_t MakerNoteRecogniseFamily(const uint8_t* segment, uint32_t size, const T
 // and offsetBias filled. Returns 0 when no recogniser accepts the note, and also when the family
 // that does has no handler yet: such a note is carried as bytes.
 int MakerNoteRecognise(const uint8_t* segment, uint32_t size, TagEntry* noteTag, uint32_t offsetBias,
-                       MakerNoteHandler** handler);
+                       std::unique_ptr<MakerNoteHandler>* handler);
 
-// Allocates a cleared handler record (769 on failure), stores the family, fills the operations
-// and calls Create. A number that is no family leaves the operations empty and still returns 1.
-int MakerNoteHandlerCreate(uint32_t family, MakerNoteHandler** handler);
+// Makes the handler of a family with an empty context: 808 for a number that is no family or a
+// family without a handler, 769 when memory is short.
+int MakerNoteHandlerCreate(uint32_t family, std::unique_ptr<MakerNoteHandler>* handler);

@@ -136,7 +136,7 @@ int BuildPayload(ExifDocument* document, int mode, const SaveLayout& layout, int
 // Steps 4 and 5 of a save with a rebuild in view. Returns 1 when the note is to be rebuilt,
 // 0 when it stays as bytes, or a negative save result.
 int DecideRebuild(const std::string& destination, ExifDocument* document, const Prompt* owner) {
-  if (MakerNoteFamilyEnabled(document)) return 1;
+  if (ExifMakerNoteEnabled(document)) return 1;
   const int answer = MakerNoteAskKeep(destination, document, owner);
   if (answer < 0) return answer;
   if (answer == 0) ExifCloseMakerNote(document);
@@ -159,8 +159,8 @@ int MakerNoteAskKeep(const std::string& path, ExifDocument* document, const Prom
   const int open = MakerNoteEnsureOpen(document);
   if (open < 0) return SaveFailed;
   if (open == 1) {
-    if (MakerNoteFamilyEnabled(document)) return 2;
-    if (ExifMakerNoteControl(document, MnNeedsRebuild, 0, 0) != 0) {
+    if (ExifMakerNoteEnabled(document)) return 2;
+    if (ExifMakerNoteContext(document) != nullptr && ExifMakerNoteContext(document)->NeedsRebuild() != 0) {
       const PromptAnswer answer =
           AskAbout(owner, kMessageMakerNoteRebuild, path, PromptButtonsYesNoCancel, PromptIconWarning);
       if (answer == PromptAnswerCancel) return SaveCancelled;

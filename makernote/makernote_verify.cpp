@@ -144,7 +144,7 @@ std::set<uint16_t> EditedNoteTags(ExifDocument* document, ExifDocument* before) 
 bool HandlerMaintains(ExifDocument* document, uint16_t tag) {
   for (uint32_t number = kNoteTableFirst; number <= kNoteTableLast; ++number)
     if (ExifMakerNoteTable(document, number) != nullptr &&
-        ExifMakerNoteControl(document, MnTagEditable, intptr_t(number), intptr_t(tag)) == 0)
+        ExifMakerNoteTagEditable(document, number, tag) == 0)
       return true;
   return false;
 }

@@ -1,4 +1,4 @@
-// The Nikon handler: recognition, reading, rebuilding and the control codes of the note.
+// The Nikon handler: recognition, reading, rebuilding and the family's facts.
 #include "makernote/nikon.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 #include "exif/tag_catalogue.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
-#include "makernote/makernote_tables.h"
+#include "makernote/makernote_recognise.h"
 
 namespace {
 
@@ -38,8 +38,6 @@ bool NikonTiffHeader(const uint8_t* bytes, uint32_t* bigEndian, uint32_t* first)
   *first = ExifReadU32(*bigEndian, bytes + 4);
   return true;
 }
-
-NikonContext* NikonFromContext(MakerNoteContext* context) { return dynamic_cast<NikonContext*>(context); }
 
 void NikonClearTable(IfdTable* table) { *table = IfdTable{}; }
 
@@ -176,7 +174,7 @@ int NikonPlaceLinks(NikonContext* nikon) {
   return 1;
 }
 
-int NikonSetPreview(NikonContext* nikon, const uint8_t* bytes, uint32_t size) {
+int NikonStorePreview(NikonContext* nikon, const uint8_t* bytes, uint32_t size) {
   if (!bytes || size == 0) {
     ErrorPush(ErrInvalidArgument);
     return 0;
@@ -191,13 +189,6 @@ int NikonSetPreview(NikonContext* nikon, const uint8_t* bytes, uint32_t size) {
     return 0;
   NikonSyncCount(table);
   TagListSort(&table->tags);
-  return 1;
-}
-
-intptr_t NikonGetPreview(const NikonContext* nikon, intptr_t bytesOut, intptr_t sizeOut) {
-  if (nikon->preview.empty()) return 0;
-  if (bytesOut) *reinterpret_cast<const uint8_t**>(bytesOut) = nikon->preview.data();
-  if (sizeOut) *reinterpret_cast<uint32_t*>(sizeOut) = uint32_t(nikon->preview.size());
   return 1;
 }
 
@@ -241,35 +232,23 @@ uint32_t NikonNoteExtent(const uint8_t* note, uint32_t declared, uint32_t limit)
   return uint32_t(std::max<uint64_t>(declared, walk.extent + kHeaderSize));
 }
 
-uint32_t NikonNoteRecognise(const uint8_t* segment, const TagEntry* noteTag, uint32_t segmentSize) {
-  if (!segment || !noteTag) return 0;
-  const uint64_t start = 6 + uint64_t(noteTag->sourceWord);
-  if (start > segmentSize) return 0;
-  const uint32_t available = segmentSize - uint32_t(start);
-  if (available < kHeaderSize || !NikonHeaderMatches(segment + start)) return 0;
-  // The header alone makes it a Nikon note; the reads of the measure stay inside the segment.
-  return NikonNoteExtent(segment + start, available, available);
-}
-
 // ---------------------------------------------------------------------------------------------
-// The eleven operations
+// The open note
 
-MakerNoteContext* NikonCreate() {
+std::unique_ptr<MakerNoteContext> NikonCreate() {
   try {
-    return std::make_unique<NikonContext>().release();
+    return std::make_unique<NikonContext>();
   } catch (const std::bad_alloc&) {
     ErrorPush(ErrNoMemory);
     return nullptr;
   }
 }
 
-void NikonDestroy(MakerNoteContext* context) { std::unique_ptr<MakerNoteContext> owned(context); }
-
-int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segmentSize, uint32_t /*offsetBias*/,
-               const TagEntry* noteTag) {
+int NikonContext::Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t /*offsetBias*/,
+                        const TagEntry* noteTag) {
   // The bias of tag 59933 plays no part: every pointer of the note counts from its own header.
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon || !segment || !noteTag) {
+  NikonContext* nikon = this;
+  if (!segment || !noteTag) {
     ErrorPush(ErrInvalidArgument);
     return 0;
   }
@@ -299,12 +278,8 @@ int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segme
   return 1;
 }
 
-int NikonBuild(MakerNoteContext* context, uint8_t* output, uint32_t room, uint32_t* size) {
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon) {
-    ErrorPush(ErrInvalidArgument);
-    return 0;
-  }
+int NikonContext::Build(uint8_t* output, uint32_t room, uint32_t* size) {
+  NikonContext* nikon = this;
   // A note read only in part would lose what was not read: it is carried as it stands or not at all.
   if (nikon->readFailed ||
       (nikon->mainTable.tags.empty() && nikon->thumbnailTable.tags.empty() && nikon->scannerTable.tags.empty())) {
@@ -370,94 +345,60 @@ int NikonBuild(MakerNoteContext* context, uint8_t* output, uint32_t room, uint32
   return 1;
 }
 
-IfdTable* NikonTable(MakerNoteContext* context, uint32_t table) {
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon) return nullptr;
+IfdTable* NikonContext::Table(uint32_t table) {
   switch (table) {
     case NikonMainTable:
-      return &nikon->mainTable;
+      return &mainTable;
     case NikonThumbnailTable:
-      return &nikon->thumbnailTable;
+      return &thumbnailTable;
     case NikonScannerTable:
-      return &nikon->scannerTable;
+      return &scannerTable;
     default:
       return nullptr;
   }
 }
 
-int NikonPutTag(MakerNoteContext* context, uint32_t table, uint16_t tag, uint16_t type, uint32_t count,
-                const void* value) {
-  IfdTable* target = NikonTable(context, table);
-  if (!target) {
-    ErrorPush(ErrInvalidArgument);
-    return 0;
-  }
-  if (!TagListPut(context, &target->tags, tag, type, count, 0, value)) return 0;
-  NikonSyncCount(target);
-  // Kept in tag order, as the TIFF standard asks of a directory.
-  TagListSort(&target->tags);
+uint32_t NikonContext::TagCount() {
+  return uint32_t(mainTable.entryCount) + thumbnailTable.entryCount + scannerTable.entryCount;
+}
+
+int NikonContext::Preview(const uint8_t** bytes, uint32_t* size) {
+  if (preview.empty()) return 0;
+  if (bytes) *bytes = preview.data();
+  if (size) *size = uint32_t(preview.size());
   return 1;
 }
 
-int NikonDeleteTag(MakerNoteContext* context, uint32_t table, uint16_t tag) {
-  IfdTable* target = NikonTable(context, table);
-  if (!target) {
-    ErrorPush(ErrInvalidArgument);
-    return 0;
-  }
-  if (!TagListRemove(&target->tags, tag)) return 0;
-  if (target->entryCount > 0) --target->entryCount;
-  return 1;
-}
+int NikonContext::SetPreview(const uint8_t* bytes, uint32_t size) { return NikonStorePreview(this, bytes, size); }
 
-const char* NikonTagName(uint32_t table, uint16_t tag) {
-  for (const TagDefinition* row = NikonCatalogue(table); row && row->displayName; ++row)
-    if (row->tag == tag) return Cp932Text(row->displayName);
-  return Cp932Text("不明");
-}
+namespace {
 
-intptr_t NikonControl(MakerNoteContext* context, uint32_t code, intptr_t first, intptr_t second) {
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon) return 0;
-  switch (code) {
-    case MnSetPreview:
-      return NikonSetPreview(nikon, reinterpret_cast<const uint8_t*>(first), uint32_t(second));
-    case MnGetPreview:
-      return NikonGetPreview(nikon, first, second);
-    case MnByteOrder:
-      return nikon->bigEndian;
-    case MnRelocate:
-      return 1;  // every pointer counts from the note's own header: nothing moves with the note
-    case MnTableNames:
-      return reinterpret_cast<intptr_t>(MakerNoteTableNames(FamilyNikon));
-    case MnIsEditable:
-      return nikon->editable;
-    case MnNeedsRebuild:
-      return nikon->needsRebuild;
-    case MnTagCount:
-      return intptr_t(nikon->mainTable.entryCount) + nikon->thumbnailTable.entryCount +
-             nikon->scannerTable.entryCount;
-    case MnPreviewLimit:
-      if (first) *reinterpret_cast<uint32_t*>(first) = kNikonPreviewLimit;
-      return kNikonPreviewLimit;
-    case MnTagEditable:
-      return MakerNoteTagEditable(FamilyNikon, uint32_t(first), uint16_t(second));
-    default:
-      return 0;
-  }
-}
+constexpr MakerNoteTableName kNikonTables[] = {
+    {NikonMainTable, "Nikon MakerNote"},
+    {NikonThumbnailTable, "Nikon MakerNote Thumbnail"},
+    {NikonScannerTable, "Nikon MakerNote Scanner"},
+};
 
-void MakerNoteNikonOperations(MakerNoteHandler* handler) {
-  if (!handler) return;
-  handler->Create = NikonCreate;
-  handler->Destroy = NikonDestroy;
-  handler->Build = NikonBuild;
-  handler->Parse = NikonParse;
-  handler->PutTag = NikonPutTag;
-  handler->DeleteTag = NikonDeleteTag;
-  handler->Table = NikonTable;
-  handler->FormatValue = NikonFormatValue;
-  handler->TagName = NikonTagName;
-  handler->Catalogue = NikonCatalogue;
-  handler->Control = NikonControl;
-}
+constexpr MakerNoteProtectedTag kNikonProtected[] = {
+    {NikonMainTable, NikonTagThumbnailIfd},
+    {NikonMainTable, NikonTagScannerIfd},
+    {NikonThumbnailTable, NikonTagPreviewOffset},
+    {NikonThumbnailTable, NikonTagPreviewLength},
+};
+
+}  // namespace
+
+const MakerNoteDescriptor kNikonNote{
+    .family = FamilyNikon,
+    .displayName = "Nikon",
+    .recognise = MakerNoteRecogniseNikon,
+    .create = NikonCreate,
+    .tables = kNikonTables,
+    .protectedTags = kNikonProtected,
+    .catalogue = NikonCatalogue,
+    .formatValue = NikonFormatValue,
+    .lensText = NikonContextLensText,
+    .previewLimit = kNikonPreviewLimit,
+    .alwaysRead = true,
+    .creatable = true,
+};

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "exif/exif_document.h"
@@ -45,8 +46,7 @@ enum NikonTag : uint16_t {
 // The largest preview the note is meant to hold: 640 by 480.
 constexpr uint32_t kNikonPreviewLimit = (640u << 16) | 480u;
 
-// The family's context. It begins with the ExifContext fields through MakerNoteContext, so that
-// the list and writer operations of the engine work on it directly.
+// The family's open note.
 struct NikonContext : MakerNoteContext {
   std::vector<uint8_t> preview;  // owned copy of the JPEG preview; empty when none is held
   IfdTable mainTable;
@@ -54,30 +54,25 @@ struct NikonContext : MakerNoteContext {
   IfdTable scannerTable;
   uint32_t needsRebuild = 0;  // the pointers reach past the tag's count, or a parse broke off
   uint32_t readFailed = 0;    // the last parse broke off: the tables hold part of the note only
+
+  int Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t offsetBias, const TagEntry* noteTag) override;
+  int Build(uint8_t* output, uint32_t room, uint32_t* size) override;
+  IfdTable* Table(uint32_t table) override;
+  uint32_t TagCount() override;
+  int NeedsRebuild() override { return needsRebuild != 0; }
+  int Preview(const uint8_t** bytes, uint32_t* size) override;
+  int SetPreview(const uint8_t* bytes, uint32_t size) override;
+  // Relocate keeps the default: every pointer counts from the note's own header, so nothing
+  // moves with the note.
 };
 
-// Fills the eleven operations of a handler record with the Nikon ones.
-void MakerNoteNikonOperations(MakerNoteHandler* handler);
+// The family's facts: tables 257 to 259, the four pointer tags, a 640 by 480 preview, read
+// always, the only family made from nothing.
+extern const MakerNoteDescriptor kNikonNote;
 
-// The eleven operations.
-MakerNoteContext* NikonCreate();
-void NikonDestroy(MakerNoteContext* context);
-int NikonBuild(MakerNoteContext* context, uint8_t* output, uint32_t room, uint32_t* size);
-int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segmentSize, uint32_t offsetBias,
-               const TagEntry* noteTag);
-int NikonPutTag(MakerNoteContext* context, uint32_t table, uint16_t tag, uint16_t type, uint32_t count,
-                const void* value);
-int NikonDeleteTag(MakerNoteContext* context, uint32_t table, uint16_t tag);
-IfdTable* NikonTable(MakerNoteContext* context, uint32_t table);
+std::unique_ptr<MakerNoteContext> NikonCreate();
 int NikonFormatValue(const TagEntry* entry, uint32_t table, char* text, uint32_t room);
-const char* NikonTagName(uint32_t table, uint16_t tag);
 const TagDefinition* NikonCatalogue(uint32_t table);
-intptr_t NikonControl(MakerNoteContext* context, uint32_t code, intptr_t first, intptr_t second);
-
-// Whether the bytes of tag 37500 start a Nikon note: the note's measured extent (see
-// NikonNoteExtent) when one of the two header forms stands at its start with at least 10 bytes
-// to the segment's end, else 0.
-uint32_t NikonNoteRecognise(const uint8_t* segment, const TagEntry* noteTag, uint32_t segmentSize);
 
 // How far the note's own pointers reach, from its first byte: the larger of `declared` and the
 // end of the farthest directory, value or preview. `limit` is what may be read from `note`; a

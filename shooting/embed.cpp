@@ -47,12 +47,12 @@ int QueuePrivateTags(ExifDocument* document, const CameraDataFile* dataFile, uin
 
 // A tag set in the main table of the open note at once.
 int PutInNote(ExifDocument* document, uint16_t tag, uint16_t type, uint32_t count, const void* value) {
-  MakerNoteHandler* handler = document->makerNote.get();
-  if (!handler || !handler->PutTag) {
+  MakerNoteContext* context = ExifMakerNoteContext(document);
+  if (!context) {
     ErrorPush(ErrMakerNoteUnknown);
     return 0;
   }
-  return handler->PutTag(handler->context, kNikonMainTableKind & 0xFFFFu, tag, type, count, value);
+  return context->PutTag(kNikonMainTableKind & 0xFFFFu, tag, type, count, value);
 }
 
 // The Nikon note of the frame. A note of any other maker, or a Nikon note that cannot be read,

@@ -95,7 +95,7 @@ int ExfDumpText(const std::string& path, std::string* text) {
     if (table == nullptr || table->tags.empty()) continue;
     const ExifContext* order = doc;
     if (section.nikon) {
-      order = doc->makerNote->context;
+      order = ExifMakerNoteContext(doc);
       if (!noteHeading) out += std::string(Cp932Text("●Makernote ")) + (order->bigEndian ? "( big endian )\r\n" : "( little endian )\r\n");
       noteHeading = true;
     }

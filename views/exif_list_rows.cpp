@@ -6,7 +6,6 @@
 #include "exif/makernote_handler.h"
 #include "exif/tag_catalogue.h"
 #include "exif/value_format.h"
-#include "makernote/makernote_tables.h"
 
 namespace {
 
@@ -91,10 +90,8 @@ std::vector<ExifListRow> ExifListRows(ExifDocument* document) {
       continue;
     }
     const uint32_t family = ExifMakerNoteFamily(document);
-    const auto* names =
-        reinterpret_cast<const MakerNoteTableName*>(ExifMakerNoteControl(document, MnTableNames, 0, 0));
-    for (; family && names && names->table >= 0; ++names)
-      AddTable(document, family | uint32_t(names->table), names->name, rows);
+    for (const MakerNoteTableName& name : ExifMakerNoteTables(document))
+      AddTable(document, family | name.table, name.name, rows);
   }
   return rows;
 }

@@ -198,8 +198,7 @@ void ExifListWindow::ShowThumbnail() {
   if (thumbnailToggle_) {
     const uint8_t* own = nullptr;
     uint32_t ownSize = 0;
-    if (ExifMakerNoteControl(document_.get(), MnGetPreview, reinterpret_cast<intptr_t>(&own),
-                             reinterpret_cast<intptr_t>(&ownSize)) && own && ownSize) {
+    if (ExifMakerNotePreview(document_.get(), &own, &ownSize) && own && ownSize) {
       bytes = own;
       size = ownSize;
     }
@@ -377,7 +376,7 @@ void ExifListWindow::CommandAdd() {
 // A tag may be edited when the catalogue allows it, and for a MakerNote table when the open
 // note may be edited at all.
 static bool ExifListEditable(ExifDocument* document, uint32_t kind, uint16_t tag) {
-  if (kind >= kIfdMakerNoteFirst && !ExifMakerNoteControl(document, MnIsEditable, 0, 0)) return false;
+  if (kind >= kIfdMakerNoteFirst && !ExifMakerNoteEditable(document)) return false;
   return TagIsEditable(document, kind, tag) != 0;
 }
 

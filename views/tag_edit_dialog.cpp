@@ -17,7 +17,6 @@
 #include "kit/kit_dialogs.h"
 #include "kit/kit_prompt.h"
 #include "kit/kit_text.h"
-#include "makernote/makernote_tables.h"
 #include "views/exif_list_rows.h"
 
 namespace {
@@ -127,10 +126,8 @@ class TagEditForm : public QDialog {
       if (row->kind < 257) table_->addItem(KitText(IfdDisplayName(uint32_t(row->kind))), row->kind);
     const uint32_t family = ExifMakerNoteFamily(document_);
     if (!(entry_ || family == kNikonFamily)) return;
-    const auto* names =
-        reinterpret_cast<const MakerNoteTableName*>(ExifMakerNoteControl(document_, MnTableNames, 0, 0));
-    for (; family && names && names->table >= 0; ++names)
-      table_->addItem(KitText(names->name), qlonglong(family | uint32_t(names->table)));
+    for (const MakerNoteTableName& name : ExifMakerNoteTables(document_))
+      table_->addItem(KitText(name.name), qlonglong(family | name.table));
     if (entry_) table_->setCurrentIndex(table_->findData(qlonglong(entryKind)));
   }
 

@@ -54,21 +54,15 @@ TEST(TagCatalogue, OnlyTheSixStructuralTagsAreProtected) {
 constexpr TagDefinition kNoteRows[] = {{7, TypeAscii, 0, "ﾃｽﾄ", "NoteTest"}, {0, 0, 0, nullptr, nullptr}};
 
 const TagDefinition* NoteCatalogue(uint32_t table) { return table == 257 ? kNoteRows : nullptr; }
-const char* NoteTagName(uint32_t table, uint16_t tag) {
-  return table == 257 ? TagRowDisplayName(TagCatalogueFind(kNoteRows, tag)) : Cp932Text("不明");
-}
-intptr_t NoteControl(MakerNoteContext*, uint32_t code, intptr_t table, intptr_t tag) {
-  return code == MnTagEditable && !(table == 257 && tag == 7) ? 1 : 0;
-}
+constexpr MakerNoteProtectedTag kNoteProtected[] = {{257, 7}};
+const MakerNoteDescriptor kNoteDescriptor{.family = FamilyNikon, .tables = {}, .protectedTags = kNoteProtected, .catalogue = NoteCatalogue};
 
 ExifDocumentPtr DocumentWithNote(uint32_t family) {
   ExifDocumentPtr document;
   EXPECT_EQ(ExifCreateEmpty(document), 1);
   auto handler = std::make_unique<MakerNoteHandler>();
   handler->family = family;
-  handler->Catalogue = NoteCatalogue;
-  handler->TagName = NoteTagName;
-  handler->Control = NoteControl;
+  handler->descriptor = &kNoteDescriptor;
   document->makerNote.reset(handler.release());
   return document;
 }

@@ -221,11 +221,16 @@ int EchoFormat(const TagEntry* entry, uint32_t table, char* text, uint32_t room)
   std::snprintf(text, room, "table %u tag %u", table, unsigned(entry->tag));
   return 1;
 }
+const MakerNoteDescriptor kEchoDescriptor{.family = FamilyNikon,
+                                          .tables = {},
+                                          .protectedTags = {},
+                                          .catalogue = nullptr,
+                                          .formatValue = EchoFormat};
 
 TEST_F(ValueFormat, MakerNoteKindsAndTheLensTextGoToTheHandler) {
   auto handler = std::make_unique<MakerNoteHandler>();
   handler->family = FamilyNikon;
-  handler->FormatValue = EchoFormat;
+  handler->descriptor = &kEchoDescriptor;
   document_->makerNote.reset(handler.release());
   const TagEntry entry = Shorts(5, {1});
   EXPECT_EQ(Show(FamilyNikon | 257, entry), "table 257 tag 5");

@@ -1,5 +1,5 @@
 // Recognition of the eight families from the note's bytes, the family table, the protected
-// tags and the shared one-table operations.
+// tags.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,9 +8,7 @@
 #include <vector>
 
 #include "makernote/makernote_families.h"
-#include "makernote/makernote_one_table.h"
 #include "makernote/makernote_recognise.h"
-#include "makernote/makernote_tables.h"
 #include "test_framework_support.h"
 #include "tests/support/test_support.h"
 
@@ -144,35 +142,33 @@ TEST(MakerNoteRecognition, PanasonicInTheWrongOrderNeedsABias) {
   EXPECT_EQ(FamilyOf(MakeSynthetic(note, false), uint32_t(-50)), FamilyPanasonic);
 }
 
-TEST(MakerNoteFamilies, NamesKeepTheirSpellingAndAnyNumberGetsAHandlerRecord) {
+TEST(MakerNoteFamilies, RowsStandInRecognitionOrderAndMakeHandlersWhereTheyExist) {
+  const uint32_t order[] = {FamilyNikon,     FamilyPentax, FamilyFujifilm, FamilySony,
+                            FamilyPanasonic, FamilyCasio,  FamilyOlympus,  FamilyCanon};
+  ASSERT_EQ(MakerNoteFamilies().size(), std::size(order));
+  for (size_t i = 0; i < std::size(order); ++i) {
+    const MakerNoteDescriptor* row = MakerNoteFamilies()[i];
+    EXPECT_EQ(row->family, order[i]);
+    EXPECT_EQ(MakerNoteFamilyFind(order[i]), row);
+    EXPECT_FALSE(row->tables.empty()) << row->displayName;
+    std::unique_ptr<MakerNoteHandler> handler;
+    EXPECT_EQ(MakerNoteHandlerCreate(order[i], &handler), row->create != nullptr ? 1 : 0) << row->displayName;
+    if (handler) {
+      EXPECT_TRUE(handler->context && handler->descriptor == row);
+    }
+  }
   EXPECT_STREQ(MakerFamilyName(FamilyOlympus), "OLYMUPS");
   EXPECT_STREQ(MakerFamilyName(12345), "Unknown");
-  MakerNoteHandler* raw = nullptr;
-  ASSERT_EQ(MakerNoteHandlerCreate(777, &raw), 1);
-  std::unique_ptr<MakerNoteHandler, MakerNoteHandlerDeleter> handler(raw);
-  EXPECT_EQ(handler->family, 777u);
-  EXPECT_EQ(handler->Parse, nullptr);
+  std::unique_ptr<MakerNoteHandler> none;
+  EXPECT_EQ(MakerNoteHandlerCreate(777, &none), 0);
 }
 
-TEST(MakerNoteTables, ProtectedTagsDependOnFamilyAndTable) {
-  EXPECT_EQ(MakerNoteTagEditable(FamilyNikon, 257, 17), 0);
-  EXPECT_EQ(MakerNoteTagEditable(FamilyNikon, 258, 17), 1);
-  EXPECT_EQ(MakerNoteTagEditable(FamilyCanon, 257, 3), 1);
-  EXPECT_EQ(MakerNoteTagEditable(FamilyPentax, 257, 3), 0);
-}
-
-TEST(MakerNoteOneTable, TagsGoToTable257Only) {
-  MakerNoteOneTableContext context;
-  const uint16_t value = 5;
-  EXPECT_EQ(MakerNoteOneTablePutTag(&context, 258, 1, TypeShort, 1, &value), 0);
-  ASSERT_EQ(MakerNoteOneTablePutTag(&context, FamilyCanon | 257, 1, TypeShort, 1, &value), 1);
-  ASSERT_EQ(MakerNoteOneTablePutTag(&context, 257, 2, TypeShort, 1, &value), 1);
-  EXPECT_EQ(MakerNoteOneTableControl(&context, FamilyCanon, MnTagCount, 0, 0), 2);
-  EXPECT_EQ(MakerNoteOneTableDeleteTag(&context, 257, 1), 1);
-  EXPECT_EQ(MakerNoteOneTableDeleteTag(&context, 257, 1), 0);
-  EXPECT_EQ(MakerNoteOneTableControl(&context, FamilyCanon, MnTagCount, 0, 0), 1);
-  context.needsRebuild = 1;
-  EXPECT_EQ(MakerNoteOneTableControl(&context, FamilyCanon, MnNeedsRebuild, 0, 0), 0);
-  EXPECT_EQ(MakerNoteOneTableControl(&context, FamilyPentax, MnNeedsRebuild, 0, 0), 1);
-  EXPECT_EQ(MakerNoteOneTableControl(&context, FamilyCasio, MnTagEditable, 257, 8192), 0);
+TEST(MakerNoteFamilies, ProtectedTagsDependOnTable) {
+  MakerNoteInstall();
+  ExifDocumentPtr document;
+  ASSERT_EQ(ExifCreateEmpty(document), 1);
+  ASSERT_EQ(ExifCreateMakerNote(document.get()), 1);
+  EXPECT_EQ(ExifMakerNoteTagEditable(document.get(), 257, 17), 0);
+  EXPECT_EQ(ExifMakerNoteTagEditable(document.get(), 258, 17), 1);
+  EXPECT_EQ(ExifMakerNoteTagEditable(document.get(), 258, 514), 0);
 }

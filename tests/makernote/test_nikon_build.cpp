@@ -8,7 +8,6 @@
 #include "exif/exif_writer.h"
 #include "frame/error_stack.h"
 #include "makernote/makernote_save.h"
-#include "makernote/makernote_tables.h"
 #include "tests/makernote/test_nikon_support.h"
 
 using namespace nikontest;
@@ -36,23 +35,23 @@ ContextPtr FullNote(uint32_t bigEndian) {
   const uint32_t lens[8] = {24, 1, 85, 1, 28, 10, 40, 10};
   const char film[] = "Color Negative";
   const int32_t gain[2] = {-3, 10};
-  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 4, TypeAscii, sizeof quality, quality), 1);
-  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 1, TypeUndefined, 4, version), 1);
-  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 2, TypeShort, 2, iso), 1);
-  EXPECT_EQ(NikonPutTag(context.get(), NikonMainTable, 132, TypeRational, 4, lens), 1);
-  EXPECT_EQ(NikonPutTag(context.get(), NikonScannerTable, 2, TypeAscii, sizeof film, film), 1);
-  EXPECT_EQ(NikonPutTag(context.get(), NikonScannerTable, 80, TypeSRational, 1, gain), 1);
+  EXPECT_EQ(context->PutTag(NikonMainTable, 4, TypeAscii, sizeof quality, quality), 1);
+  EXPECT_EQ(context->PutTag(NikonMainTable, 1, TypeUndefined, 4, version), 1);
+  EXPECT_EQ(context->PutTag(NikonMainTable, 2, TypeShort, 2, iso), 1);
+  EXPECT_EQ(context->PutTag(NikonMainTable, 132, TypeRational, 4, lens), 1);
+  EXPECT_EQ(context->PutTag(NikonScannerTable, 2, TypeAscii, sizeof film, film), 1);
+  EXPECT_EQ(context->PutTag(NikonScannerTable, 80, TypeSRational, 1, gain), 1);
   const std::vector<uint8_t> preview = SmallJpeg(301);
-  EXPECT_EQ(NikonControl(context.get(), MnSetPreview, reinterpret_cast<intptr_t>(preview.data()), 301), 1);
+  EXPECT_EQ(context->SetPreview(preview.data(), 301), 1);
   return context;
 }
 
 std::vector<uint8_t> Build(MakerNoteContext* context) {
   uint32_t size = 0;
-  EXPECT_EQ(NikonBuild(context, nullptr, 0, &size), 1);
+  EXPECT_EQ(context->Build(nullptr, 0, &size), 1);
   std::vector<uint8_t> bytes(size);
   uint32_t written = 0;
-  EXPECT_EQ(NikonBuild(context, bytes.data(), size, &written), 1);
+  EXPECT_EQ(context->Build(bytes.data(), size, &written), 1);
   EXPECT_EQ(written, size);
   return bytes;
 }
@@ -60,7 +59,7 @@ std::vector<uint8_t> Build(MakerNoteContext* context) {
 // Parses note bytes as the value of a tag 37500 with the given count.
 int Parse(MakerNoteContext* context, const std::vector<uint8_t>& note, uint32_t count) {
   NoteSegment segment = SegmentOf(note, count);
-  return NikonParse(context, segment.bytes.data(), uint32_t(segment.bytes.size()), 0, &segment.tag);
+  return context->Parse(segment.bytes.data(), uint32_t(segment.bytes.size()), 0, &segment.tag);
 }
 
 void ExpectSameTable(const IfdTable& a, const IfdTable& b) {
@@ -87,20 +86,20 @@ uint32_t Measure(const NikonContext* context, const IfdTable& table, uint32_t at
 TEST(NikonBuild, EmptyNoteWithOneTagIsHeaderAndOneDirectory) {
   ContextPtr context(NikonCreate());
   const char version[4] = {'0', '2', '1', '0'};
-  ASSERT_EQ(NikonPutTag(context.get(), NikonMainTable, 1, TypeUndefined, 4, version), 1);
+  ASSERT_EQ(context->PutTag(NikonMainTable, 1, TypeUndefined, 4, version), 1);
   const std::vector<uint8_t> note = Build(context.get());
   ASSERT_EQ(note.size(), 18u + 2 + 12 + 4);
   const uint8_t header[18] = {'N', 'i', 'k', 'o', 'n', 0, 2, 0, 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0};
   EXPECT_EQ(std::memcmp(note.data(), header, 18), 0);
   EXPECT_EQ(ExifFindInTable(&AsNikon(context)->mainTable, NikonTagThumbnailIfd), nullptr);
   EXPECT_EQ(ExifFindInTable(&AsNikon(context)->mainTable, NikonTagScannerIfd), nullptr);
-  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 1);
+  EXPECT_EQ(int(context->TagCount()), 1);
 }
 
 TEST(NikonBuild, NothingToBuildFails) {
   ContextPtr context(NikonCreate());
   uint32_t size = 0;
-  EXPECT_EQ(NikonBuild(context.get(), nullptr, 0, &size), 0);
+  EXPECT_EQ(context->Build(nullptr, 0, &size), 0);
   EXPECT_NE(ErrorPop(), 0u);
 }
 
@@ -143,8 +142,8 @@ TEST(NikonBuild, ScannerTableAloneStandsRightBehindTheMainTable) {
   ContextPtr context(NikonCreate());
   const char film[] = "Reversal";
   const uint16_t bits = 14;
-  ASSERT_EQ(NikonPutTag(context.get(), NikonScannerTable, 2, TypeAscii, sizeof film, film), 1);
-  ASSERT_EQ(NikonPutTag(context.get(), NikonScannerTable, 65, TypeShort, 1, &bits), 1);
+  ASSERT_EQ(context->PutTag(NikonScannerTable, 2, TypeAscii, sizeof film, film), 1);
+  ASSERT_EQ(context->PutTag(NikonScannerTable, 65, TypeShort, 1, &bits), 1);
   const std::vector<uint8_t> note = Build(context.get());
   const NikonContext* nikon = AsNikon(context);
   EXPECT_EQ(ExifFindInTable(&nikon->mainTable, NikonTagThumbnailIfd), nullptr);
@@ -160,7 +159,7 @@ TEST(NikonBuild, ScannerTableAloneStandsRightBehindTheMainTable) {
 TEST(NikonBuild, PreviewSetOnAnEmptyNoteLinksTheThumbnailTable) {
   ContextPtr context(NikonCreate());
   const std::vector<uint8_t> preview = SmallJpeg(64);
-  ASSERT_EQ(NikonControl(context.get(), MnSetPreview, reinterpret_cast<intptr_t>(preview.data()), 64), 1);
+  ASSERT_EQ(context->SetPreview(preview.data(), 64), 1);
   const NikonContext* nikon = AsNikon(context);
   ASSERT_NE(ExifFindInTable(&nikon->thumbnailTable, NikonTagCompression), nullptr);
   EXPECT_EQ(ExifFindInTable(&nikon->thumbnailTable, NikonTagCompression)->U16(0), 6);
@@ -172,19 +171,17 @@ TEST(NikonBuild, PreviewSetOnAnEmptyNoteLinksTheThumbnailTable) {
   ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
-  ASSERT_EQ(NikonControl(read.get(), MnGetPreview, reinterpret_cast<intptr_t>(&bytes),
-                         reinterpret_cast<intptr_t>(&size)),
-            1);
+  ASSERT_EQ(read->Preview(&bytes, &size), 1);
   EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + size), preview);
 }
 
 TEST(NikonBuild, NoRoomFailsWith820) {
   ContextPtr context = FullNote(0);
   uint32_t size = 0;
-  ASSERT_EQ(NikonBuild(context.get(), nullptr, 0, &size), 1);
+  ASSERT_EQ(context->Build(nullptr, 0, &size), 1);
   std::vector<uint8_t> bytes(size);
   ErrorClear();
-  EXPECT_EQ(NikonBuild(context.get(), bytes.data(), size - 1, &size), 0);
+  EXPECT_EQ(context->Build(bytes.data(), size - 1, &size), 0);
   EXPECT_EQ(ErrorPop(), uint32_t(ErrNikonBuild));
   ErrorClear();
 }
@@ -194,11 +191,11 @@ TEST(NikonParse, PointersPastTheCountAskForARebuild) {
   const std::vector<uint8_t> note = Build(made.get());
   ContextPtr exact(NikonCreate());
   ASSERT_EQ(Parse(exact.get(), note, uint32_t(note.size())), 1);
-  EXPECT_EQ(NikonControl(exact.get(), MnNeedsRebuild, 0, 0), 0);
+  EXPECT_EQ(exact->NeedsRebuild(), 0);
   // The count says less than the preview's end: still read whole, but it must be rebuilt.
   ContextPtr shorter(NikonCreate());
   ASSERT_EQ(Parse(shorter.get(), note, uint32_t(note.size()) - 100), 1);
-  EXPECT_EQ(NikonControl(shorter.get(), MnNeedsRebuild, 0, 0), 1);
+  EXPECT_EQ(shorter->NeedsRebuild(), 1);
   EXPECT_EQ(AsNikon(shorter)->preview, AsNikon(made)->preview);
   EXPECT_EQ(NikonNoteExtent(note.data(), 24, uint32_t(note.size())), note.size());
   EXPECT_EQ(NikonNoteExtent(note.data(), 5000, uint32_t(note.size())), 5000u);
@@ -215,27 +212,19 @@ TEST(NikonParse, RepeatedTagMakesTheNoteReadOnly) {
   ContextPtr read(NikonCreate());
   ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
   EXPECT_EQ(AsNikon(read)->mainTable.tags.size(), 2u);
-  EXPECT_EQ(NikonControl(read.get(), MnIsEditable, 0, 0), 0);
+  EXPECT_EQ(int(read->editable), 0);
 }
 
-TEST(NikonParse, ControlAnswers) {
+TEST(NikonParse, TagCountFollowsEditsAndBuilds) {
   ContextPtr context = FullNote(1);
-  EXPECT_EQ(NikonControl(context.get(), MnByteOrder, 0, 0), 1);
-  EXPECT_EQ(NikonControl(context.get(), MnRelocate, 0, 0), 1);
-  uint32_t limit = 0;
-  EXPECT_NE(NikonControl(context.get(), MnPreviewLimit, reinterpret_cast<intptr_t>(&limit), 0), 0);
-  EXPECT_EQ(limit, (640u << 16) | 480u);
-  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 257, 17), 0);
-  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 258, 513), 0);
-  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 257, 513), 1);
-  EXPECT_EQ(NikonControl(context.get(), MnTagEditable, 259, 17), 1);
+  EXPECT_EQ(context->bigEndian, 1u);
   // Four tags of 257, three of 258 (the preview's), two of 259; the links are added by a build.
-  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 9);
+  EXPECT_EQ(int(context->TagCount()), 9);
   Build(context.get());
-  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 11);
-  EXPECT_EQ(NikonDeleteTag(context.get(), NikonMainTable, 2), 1);
-  EXPECT_EQ(NikonDeleteTag(context.get(), NikonMainTable, 2), 0);
-  EXPECT_EQ(NikonControl(context.get(), MnTagCount, 0, 0), 10);
+  EXPECT_EQ(int(context->TagCount()), 11);
+  EXPECT_EQ(context->DeleteTag(NikonMainTable, 2), 1);
+  EXPECT_EQ(context->DeleteTag(NikonMainTable, 2), 0);
+  EXPECT_EQ(int(context->TagCount()), 10);
   ErrorClear();
 }
 
@@ -266,9 +255,9 @@ TEST(NikonHostile, LinkBackToTheMainTableEndsAfterOneRead) {
   ContextPtr read(NikonCreate());
   ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
   EXPECT_EQ(AsNikon(read)->thumbnailTable.tags.size(), AsNikon(read)->mainTable.tags.size());
-  EXPECT_EQ(NikonControl(read.get(), MnGetPreview, 0, 0), 0);
+  EXPECT_EQ(read->Preview(nullptr, nullptr), 0);
   uint32_t size = 0;
-  EXPECT_EQ(NikonBuild(read.get(), nullptr, 0, &size), 1);
+  EXPECT_EQ(read->Build(nullptr, 0, &size), 1);
 }
 
 TEST(NikonHostile, PreviewOutsideTheNoteIsDroppedAndItsTagsStay) {
@@ -282,7 +271,7 @@ TEST(NikonHostile, PreviewOutsideTheNoteIsDroppedAndItsTagsStay) {
     ExifPatchValueField(directory, NikonTagPreviewOffset, 1, offset, 1);
     ContextPtr read(NikonCreate());
     ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1) << offset;
-    EXPECT_EQ(NikonControl(read.get(), MnGetPreview, 0, 0), 0) << offset;
+    EXPECT_EQ(read->Preview(nullptr, nullptr), 0) << offset;
     EXPECT_EQ(ExifFindInTable(&AsNikon(read)->thumbnailTable, NikonTagPreviewOffset)->U32(0), offset);
   }
 }
@@ -299,9 +288,9 @@ TEST(NikonHostile, RandomDamageNeverReadsOutsideTheNote) {
     ErrorClear();
     if (Parse(read.get(), damaged, uint32_t(damaged.size())) != 1) continue;
     uint32_t size = 0;
-    if (NikonBuild(read.get(), nullptr, 0, &size) != 1 || size > 0x100000) continue;
+    if (read->Build(nullptr, 0, &size) != 1 || size > 0x100000) continue;
     std::vector<uint8_t> rebuilt(size);
-    if (NikonBuild(read.get(), rebuilt.data(), size, &size) == 1) {
+    if (read->Build(rebuilt.data(), size, &size) == 1) {
       ContextPtr again(NikonCreate());
       EXPECT_EQ(Parse(again.get(), rebuilt, size), 1) << round;
     }
@@ -334,13 +323,11 @@ TEST(NikonCreated, NoteFromNothingReadsInExifToolAsNikon) {
   const uint16_t iso[2] = {0, 400};
   const uint32_t lens[8] = {35, 1, 105, 1, 35, 10, 45, 10};
   const char sync[] = "RED-EYE SLOW";
-  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 1, TypeUndefined, 4, version), 1);
-  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 2, TypeShort, 2, iso), 1);
-  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 132, TypeRational, 4, lens), 1);
-  ASSERT_EQ(handler->PutTag(handler->context, NikonMainTable, 8, TypeAscii, sizeof sync, sync), 1);
-  ASSERT_EQ(ExifMakerNoteControl(document.get(), MnSetPreview, reinterpret_cast<intptr_t>(preview.data()),
-                                 intptr_t(preview.size())),
-            1);
+  ASSERT_EQ(handler->context->PutTag(NikonMainTable, 1, TypeUndefined, 4, version), 1);
+  ASSERT_EQ(handler->context->PutTag(NikonMainTable, 2, TypeShort, 2, iso), 1);
+  ASSERT_EQ(handler->context->PutTag(NikonMainTable, 132, TypeRational, 4, lens), 1);
+  ASSERT_EQ(handler->context->PutTag(NikonMainTable, 8, TypeAscii, sizeof sync, sync), 1);
+  ASSERT_EQ(ExifMakerNoteContext(document.get())->SetPreview(preview.data(), uint32_t(preview.size())), 1);
   ASSERT_EQ(ExifRebuildMakerNote(document.get()), 1);
   ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, 0), SaveWritten)
       << "error " << ErrorPeek();

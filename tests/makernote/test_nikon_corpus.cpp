@@ -102,12 +102,12 @@ TEST(NikonCorpus, EveryNoteParsesAndAgreesWithExifTool) {
     }
     ASSERT_NE(nikon, nullptr);
     ++nikonNotes;
-    EXPECT_EQ(ExifMakerNoteControl(document.get(), MnIsEditable, 0, 0), 1);
+    EXPECT_EQ(ExifMakerNoteEditable(document.get()), 1);
     // Two notes reach past their count: an empty scanner directory's link (P6000), and a preview
     // that Capture NX left behind the note (D70s). Both must be rebuilt to be saved.
     const std::string name = file.filename().string();
     const bool reachesPast = name == "exifpy_DSCN0010.jpg" || name == "mei_Issue_247-1.nef";
-    EXPECT_EQ(ExifMakerNoteControl(document.get(), MnNeedsRebuild, 0, 0), reachesPast ? 1 : 0);
+    EXPECT_EQ(ExifMakerNoteContext(document.get())->NeedsRebuild(), reachesPast ? 1 : 0);
     const auto theirs = ExifToolTags(file, "-Nikon:all", true);
     for (const NamedTag& named : kCompared) {
       const TagEntry* entry = ExifFindTag(document.get(), kNikonMainKind, named.tag);
@@ -135,8 +135,7 @@ TEST(NikonCorpus, HeldPreviewIsTheOneExifToolExtracts) {
     if (!Nikon(document.get())) continue;
     const uint8_t* bytes = nullptr;
     uint32_t size = 0;
-    const intptr_t held = ExifMakerNoteControl(document.get(), MnGetPreview, reinterpret_cast<intptr_t>(&bytes),
-                                               reinterpret_cast<intptr_t>(&size));
+    const int held = ExifMakerNotePreview(document.get(), &bytes, &size);
     const std::vector<unsigned char> theirs = ExifToolPreview(file);
     if (!held) continue;
     ++previews;
@@ -158,7 +157,7 @@ TEST(NikonCorpus, NefPreviewIsReadThroughTheNote) {
   ExifDocumentPtr stripped = OpenDocument(file, &status);
   ASSERT_TRUE(stripped);
   EXPECT_EQ(status, uint32_t(StatusNef));
-  EXPECT_EQ(ExifMakerNoteControl(stripped.get(), MnGetPreview, 0, 0), 0);
+  EXPECT_EQ(ExifMakerNotePreview(stripped.get(), nullptr, nullptr), 0);
   const TagEntry* start = ExifFindTag(stripped.get(), kNikonThumbnailKind, NikonTagPreviewOffset);
   const TagEntry* length = ExifFindTag(stripped.get(), kNikonThumbnailKind, NikonTagPreviewLength);
   ASSERT_NE(start, nullptr);
@@ -185,9 +184,7 @@ TEST(NikonCorpus, NefPreviewIsReadThroughTheNote) {
   EXPECT_EQ(status, uint32_t(StatusNef));
   const uint8_t* held = nullptr;
   uint32_t size = 0;
-  ASSERT_EQ(ExifMakerNoteControl(restored.get(), MnGetPreview, reinterpret_cast<intptr_t>(&held),
-                                 reinterpret_cast<intptr_t>(&size)),
-            1);
+  ASSERT_EQ(ExifMakerNotePreview(restored.get(), &held, &size), 1);
   ASSERT_EQ(size, 26u);
   EXPECT_TRUE(std::equal(preview.begin(), preview.end(), held));
 }
@@ -210,9 +207,7 @@ TEST(NikonCorpus, RebuiltNoteReadsAsBeforeInExifToolAndExiv2) {
 
     // The edit: the quality text of table 257.
     const char quality[] = "TAVEXON";
-    ASSERT_EQ(document->makerNote->PutTag(document->makerNote->context, NikonMainTable, 4, TypeAscii,
-                                          sizeof quality, quality),
-              1);
+    ASSERT_EQ(ExifMakerNoteContext(document.get())->PutTag(NikonMainTable, 4, TypeAscii, sizeof quality, quality), 1);
     ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, 0), SaveWritten)
         << "error " << ErrorPeek();
 
@@ -328,8 +323,8 @@ TEST(NikonBadInput, NoteThatFailsToParseStaysOpenAndIsNotRebuilt) {
   EXPECT_EQ(ErrorPop(), uint32_t(ErrMakerNoteParse));
   EXPECT_EQ(ErrorPop(), uint32_t(ErrNikonParse));
   EXPECT_GT(ExifTagCount(document.get(), kNikonMainKind), 10);
-  EXPECT_EQ(ExifMakerNoteControl(document.get(), MnIsEditable, 0, 0), 0);
-  EXPECT_EQ(ExifMakerNoteControl(document.get(), MnNeedsRebuild, 0, 0), 1);
+  EXPECT_EQ(ExifMakerNoteEditable(document.get()), 0);
+  EXPECT_EQ(ExifMakerNoteContext(document.get())->NeedsRebuild(), 1);
 
   // What was read is shown, but never written back as the whole note.
   const fs::path saved = scratch / "saved.jpg";
@@ -357,12 +352,12 @@ TEST(NikonBadInput, EveryCorpusNoteThatOpensRebuilds) {
     if (!nikon) continue;
     ++opened;
     uint32_t size = 0;
-    ASSERT_EQ(NikonBuild(nikon, nullptr, 0, &size), 1);
+    ASSERT_EQ(nikon->Build(nullptr, 0, &size), 1);
     std::vector<uint8_t> note(size);
-    ASSERT_EQ(NikonBuild(nikon, note.data(), size, &size), 1);
+    ASSERT_EQ(nikon->Build(note.data(), size, &size), 1);
     NoteSegment segment = SegmentOf(note, size);
     ContextPtr again(NikonCreate());
-    EXPECT_EQ(NikonParse(again.get(), segment.bytes.data(), uint32_t(segment.bytes.size()), 0, &segment.tag), 1);
+    EXPECT_EQ(again->Parse(segment.bytes.data(), uint32_t(segment.bytes.size()), 0, &segment.tag), 1);
     EXPECT_EQ(AsNikon(again)->preview, nikon->preview);
   }
   EXPECT_GE(opened, 8);

@@ -128,15 +128,20 @@ TEST(NikonFormat, LensTextOfTheCorpusD70) {
   ExifDocumentPtr document = OpenDocument(testsupport::SharedSub("corpus/makers/nikon/exiftool_NikonD70.jpg"));
   ASSERT_NE(Nikon(document.get()), nullptr);
   char text[64];
-  ASSERT_EQ(NikonContextLensText(document->makerNote->context, text, sizeof text), 1);
+  ASSERT_EQ(NikonContextLensText(ExifMakerNoteContext(document.get()), text, sizeof text), 1);
   // Lens type 6 is a G lens (bits 1 and 2): the G wins over the D.
   EXPECT_STREQ(text, "18-70mm F3.5-4.5 G");
 }
 
 TEST(NikonFormat, NamesFromTheCatalogue) {
-  EXPECT_EQ(Utf8FromCp932(NikonTagName(NikonMainTable, 132)), "ﾚﾝｽﾞ");
-  EXPECT_EQ(Utf8FromCp932(NikonTagName(NikonThumbnailTable, 513)), "JPEGのSOIへのｵﾌｾｯﾄ");
-  EXPECT_EQ(Utf8FromCp932(NikonTagName(NikonMainTable, 60000)), "不明");
-  EXPECT_EQ(Utf8FromCp932(NikonTagName(300, 1)), "不明");
+  MakerNoteInstall();
+  ExifDocumentPtr document;
+  ASSERT_EQ(ExifCreateEmpty(document), 1);
+  ASSERT_EQ(ExifCreateMakerNote(document.get()), 1);
+  auto name = [&](uint32_t kind, uint16_t tag) { return Utf8FromCp932(TagDisplayName(document.get(), kind, tag)); };
+  EXPECT_EQ(name(kNikonMainKind, 132), "ﾚﾝｽﾞ");
+  EXPECT_EQ(name(kNikonThumbnailKind, 513), "JPEGのSOIへのｵﾌｾｯﾄ");
+  EXPECT_EQ(name(kNikonMainKind, 60000), "不明");
+  EXPECT_EQ(name(FamilyNikon | 300, 1), "不明");
   EXPECT_EQ(NikonCatalogue(260), nullptr);
 }

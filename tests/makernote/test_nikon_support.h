@@ -36,7 +36,7 @@ inline ExifDocumentPtr OpenDocument(const std::filesystem::path& file, uint32_t*
 
 inline NikonContext* Nikon(ExifDocument* document) {
   if (!document || ExifMakerNoteFamily(document) != FamilyNikon) return nullptr;
-  return dynamic_cast<NikonContext*>(document->makerNote->context);
+  return dynamic_cast<NikonContext*>(document->makerNote->context.get());
 }
 
 // "Name: value" lines of `exiftool -n -S` for the given tag selection, as a map; withIds puts
@@ -88,10 +88,7 @@ inline NoteSegment SegmentOf(const std::vector<uint8_t>& note, uint32_t count) {
 }
 
 // A context owned by the test.
-struct ContextDeleter {
-  void operator()(MakerNoteContext* context) const { NikonDestroy(context); }
-};
-using ContextPtr = std::unique_ptr<MakerNoteContext, ContextDeleter>;
+using ContextPtr = std::unique_ptr<MakerNoteContext>;
 inline NikonContext* AsNikon(const ContextPtr& context) { return dynamic_cast<NikonContext*>(context.get()); }
 
 }  // namespace nikontest

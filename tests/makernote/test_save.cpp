@@ -160,21 +160,20 @@ TEST(SaveFile, EqualSizeEditPatchesWithoutQuestions) {
 namespace {
 
 // A handler that recognises every note and never reads one: a note that fails to parse.
-MakerNoteContext* FailingCreate() { return std::make_unique<MakerNoteOneTableContext>().release(); }
-void FailingDestroy(MakerNoteContext* context) { std::unique_ptr<MakerNoteContext> owned(context); }
-int FailingParse(MakerNoteContext*, const uint8_t*, uint32_t, uint32_t, const TagEntry*) { return 0; }
-int FailingRecognise(const uint8_t* segment, uint32_t size, TagEntry* tag, uint32_t bias, MakerNoteHandler** out) {
+struct FailingContext : MakerNoteOneTableContext {
+  int Parse(const uint8_t*, uint32_t, uint32_t, const TagEntry*) override { return 0; }
+  int Build(uint8_t*, uint32_t, uint32_t*) override { return 0; }
+};
+int FailingRecognise(const uint8_t* segment, uint32_t size, TagEntry* tag, uint32_t bias,
+                     std::unique_ptr<MakerNoteHandler>* out) {
   auto handler = std::make_unique<MakerNoteHandler>();
   handler->family = FamilyPentax;
-  handler->Create = FailingCreate;
-  handler->Destroy = FailingDestroy;
-  handler->Parse = FailingParse;
-  handler->context = FailingCreate();
+  handler->context = std::make_unique<FailingContext>();
   handler->segment = segment;
   handler->segmentSize = size;
   handler->noteTag = tag;
   handler->offsetBias = bias;
-  *out = handler.release();
+  *out = std::move(handler);
   return 1;
 }
 
@@ -188,7 +187,7 @@ TEST(SaveFile, NoteThatFailsToParseLeavesTheSourceUntouched) {
   ExifDocumentPtr document = frameworktest::ReadDocument(source);
   ASSERT_TRUE(document);
   ExifCloseMakerNote(document.get());
-  static const MakerNoteRegistry failing{FailingRecognise, nullptr, nullptr};
+  static const MakerNoteRegistry failing{FailingRecognise, nullptr, nullptr, nullptr, nullptr};
   ExifInstallMakerNotes(&failing);
   const std::string artist(60, 'a');
   ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, 61, artist.c_str());
