@@ -150,7 +150,9 @@ TEST_F(FileSave, RefusalsAndFaultsLeaveTheDestinationAsItWas) {
     FileInjectFaults(faults);
     EXPECT_EQ(Save(file), 0) << faults;
     EXPECT_EQ(ErrorPop(), code) << faults;
-    if (faults == FaultWrite) EXPECT_EQ(FileLastFailure().text, file.string() + ": cannot write the new file (Input/output error)");
+    if (faults == FaultWrite) {
+      EXPECT_EQ(FileLastFailure().text, file.string() + ": cannot write the new file (Input/output error)");
+    }
   }
   EXPECT_EQ(ReadBytes(file), before);
   EXPECT_EQ(Others(scratch_.path(), "a.jpg").size(), 0u);

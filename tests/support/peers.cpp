@@ -30,6 +30,16 @@ std::map<std::string, std::string> ExifToolArgs(const fs::path& file, const std:
   return tags;
 }
 
+std::map<std::string, std::string> ExifToolNames(const fs::path& file, const std::string& options) {
+  std::istringstream lines(RunCommand("exiftool -a -n -S " + options + " " + ShellQuote(file.string()) + " 2>/dev/null"));
+  std::map<std::string, std::string> tags;
+  for (std::string line; std::getline(lines, line);) {
+    const size_t colon = line.find(": ");
+    if (colon != std::string::npos) tags.emplace(line.substr(0, colon), line.substr(colon + 2));
+  }
+  return tags;
+}
+
 std::string ExifToolBinary(const fs::path& file, const std::string& tag) {
   return RunCommand("exiftool -b -" + tag + " " + ShellQuote(file.string()) + " 2>/dev/null");
 }
