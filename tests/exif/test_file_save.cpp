@@ -145,7 +145,8 @@ TEST_F(FileSave, RefusalsAndFaultsLeaveTheDestinationAsItWas) {
   EXPECT_EQ(Save(scratch_ / "no" / "such" / "b.jpg", file), 0);
   EXPECT_EQ(ErrorPop(), ErrFileIo);
   fs::remove(scratch_ / "text.jpg");
-  for (auto [faults, code] : {std::pair{uint32_t(FaultTemporaryOpen), ErrFileOpen}, std::pair{uint32_t(FaultWrite), ErrFileIo},
+  for (auto [faults, code] : {std::pair{uint32_t(FaultTemporaryOpen), ErrFileOpen},
+                              std::pair{uint32_t(FaultWrite), ErrFileIo},
                               std::pair{uint32_t(FaultRename | FaultCopy), ErrFileIo}}) {
     FileInjectFaults(faults);
     EXPECT_EQ(Save(file), 0) << faults;

@@ -16,7 +16,8 @@ std::string Values(uint32_t type, const std::vector<uint8_t>& bytes) {
   const uint32_t size = type == TypeShort || type == TypeSShort ? 2 : ExifTypeSize(type) >= 4 ? 4 : 0;
   for (size_t at = 0; size && at + size <= bytes.size(); at += size) {
     int64_t v = 0;
-    if (size == 2) v = type == TypeSShort ? int64_t(int16_t(bytes[at] | bytes[at + 1] << 8)) : int64_t(bytes[at] | bytes[at + 1] << 8);
+    const uint16_t u16 = uint16_t(bytes[at] | bytes[at + 1] << 8);
+    if (size == 2) v = type == TypeSShort ? int64_t(int16_t(u16)) : int64_t(u16);
     if (size == 4) {
       uint32_t u;
       std::memcpy(&u, &bytes[at], 4);

@@ -150,7 +150,8 @@ TEST(NikonBuild, BuiltNotesReadBackWithTheirLayout) {
     EXPECT_EQ(b->needsRebuild, 0u);
 
     const uint32_t thumbnailAt = 8 + Measure(a, a->mainTable, 8);
-    const uint32_t scannerAt = thumbnailAt + (a->thumbnailTable.tags.empty() ? 0 : Measure(a, a->thumbnailTable, thumbnailAt));
+    const uint32_t scannerAt =
+        thumbnailAt + (a->thumbnailTable.tags.empty() ? 0 : Measure(a, a->thumbnailTable, thumbnailAt));
     const uint32_t previewAt = scannerAt + (a->scannerTable.tags.empty() ? 0 : Measure(a, a->scannerTable, scannerAt));
     const TagEntry* thumbnailLink = ExifFindInTable(&b->mainTable, NikonTagThumbnailIfd);
     const TagEntry* scannerLink = ExifFindInTable(&b->mainTable, NikonTagScannerIfd);

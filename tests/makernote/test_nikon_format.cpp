@@ -69,7 +69,8 @@ TEST(NikonFormat, ValueTexts) {
       // Rationals and the lens.
       {main, 132, TypeRational, Words<uint32_t>({18, 1, 70, 1, 35, 10, 45, 10}), "18-70mm F3.5-4.5"},
       {main, 132, TypeRational, Words<uint32_t>({50, 1, 50, 1, 14, 10, 14, 10}), "50mm F1.4"},
-      {main, 25, TypeSRational, Words<int32_t>({-2, 3}), "-0.7EV"}, {main, 25, TypeSRational, Words<int32_t>({0, 3}), "0.0EV"},
+      {main, 25, TypeSRational, Words<int32_t>({-2, 3}), "-0.7EV"},
+      {main, 25, TypeSRational, Words<int32_t>({0, 3}), "0.0EV"},
   };
   for (const Row& row : rows) {
     TagList list;

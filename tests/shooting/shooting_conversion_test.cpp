@@ -41,7 +41,10 @@ std::string Render(const TagEntry* entry) {
     }
     text += item;
   }
-  const char* prefix = entry->type == TypeShort ? "S" : entry->type == TypeRational ? "R" : entry->type == TypeSRational ? "SR" : "B";
+  const char* prefix = entry->type == TypeShort      ? "S"
+                       : entry->type == TypeRational  ? "R"
+                       : entry->type == TypeSRational ? "SR"
+                                                      : "B";
   return prefix + text;
 }
 
@@ -54,11 +57,15 @@ class ShootingConversion : public ::testing::Test {
     CameraDataFilePtr file = ReadF6Frames(scratch_, {F6Frame(changes)});
     EXPECT_TRUE(file);
     if (file) {
-      EXPECT_EQ(list == Exif ? ShootingRecordToExif(file.get(), 0, &tags) : ShootingRecordToMakerNote(file.get(), 0, &tags), 1);
+      EXPECT_EQ(list == Exif ? ShootingRecordToExif(file.get(), 0, &tags)
+                             : ShootingRecordToMakerNote(file.get(), 0, &tags),
+                1);
     }
     return tags;
   }
-  std::string Shown(const Changes& changes, List list, uint16_t tag) { return Render(FindEntry(Convert(changes, list), tag)); }
+  std::string Shown(const Changes& changes, List list, uint16_t tag) {
+    return Render(FindEntry(Convert(changes, list), tag));
+  }
 
   testsupport::ScratchDir scratch_;
 };
@@ -156,7 +163,8 @@ TEST_F(ShootingConversion, DateAndTimeUnderTimePadding) {
   }
   // The simple layout has a date alone and no maximum aperture.
   CameraDataFilePtr file = ReadLines(
-      scratch_, {kF6HeaderTitles, "400,58,000", "titles,,,,,,,,,", "01,125,F8,50,Color matrix,A,0.0,0.0,None,2025/11/01"}, 1);
+      scratch_,
+      {kF6HeaderTitles, "400,58,000", "titles,,,,,,,,,", "01,125,F8,50,Color matrix,A,0.0,0.0,None,2025/11/01"}, 1);
   ASSERT_TRUE(file);
   TagList list;
   ASSERT_EQ(ShootingRecordToExif(file.get(), 0, &list), 1);

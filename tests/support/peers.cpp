@@ -31,7 +31,8 @@ std::map<std::string, std::string> ExifToolArgs(const fs::path& file, const std:
 }
 
 std::map<std::string, std::string> ExifToolNames(const fs::path& file, const std::string& options) {
-  std::istringstream lines(RunCommand("exiftool -a -n -S " + options + " " + ShellQuote(file.string()) + " 2>/dev/null"));
+  std::istringstream lines(
+      RunCommand("exiftool -a -n -S " + options + " " + ShellQuote(file.string()) + " 2>/dev/null"));
   std::map<std::string, std::string> tags;
   for (std::string line; std::getline(lines, line);) {
     const size_t colon = line.find(": ");
