@@ -1,5 +1,5 @@
-// tavexon-cli embed as a script runs it: the dry run's pairing, a run that writes and names
-// its files, and the refusals with their exit statuses.
+// tavexon-cli embed as a script runs it: the dry run's pairing and a run that writes and names
+// its files. (Refusals and their exit statuses: the table of test_cli_messages.)
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -83,26 +83,4 @@ TEST(CliEmbed, RunWritesEveryFileAndNamesIt) {
   const std::string values =
       testsupport::RunCommand("exiftool -s3 -n -Model -FocalLength " + Quoted(roll / "scan_0003.jpg"));
   EXPECT_EQ(values, "F6\n50\n");
-}
-
-TEST(CliEmbed, RefusalsExitWithTheirMessages) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers");
-  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
-  testsupport::ScratchDir scratch;
-  const fs::path roll = MakeRoll(scratch, 4);
-  const auto before = Contents(roll);
-  CliRun badType = RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type f7 --jpegs " + Quoted(roll));
-  EXPECT_EQ(badType.status, 2) << badType.output;
-  CliRun mismatch = RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type 0 --jpegs " + Quoted(roll));
-  EXPECT_EQ(mismatch.status, 1);
-  EXPECT_NE(mismatch.output.find("MV-1データ件数[3]とJpegファイル件数[4]が一致しません。"), std::string::npos)
-      << mismatch.output;
-  CliRun dryMismatch =
-      RunCli(scratch, "embed --data " + Quoted(ThreeFrames()) + " --type 0 --jpegs " + Quoted(roll) + " --dry-run");
-  EXPECT_EQ(dryMismatch.status, 1);
-  EXPECT_NE(dryMismatch.output.find("frames: 3, files: 4"), std::string::npos) << dryMismatch.output;
-  CliRun missing = RunCli(scratch, "embed --data " + Quoted(scratch / "none.txt") + " --type 0 --jpegs " + Quoted(roll));
-  EXPECT_EQ(missing.status, 1);
-  EXPECT_NE(missing.output.find("指定されたファイルが存在しないか、読めません。"), std::string::npos) << missing.output;
-  EXPECT_EQ(Contents(roll), before);
 }

@@ -76,6 +76,7 @@ void WriteDamagedRolls(const fs::path& scratch) {
 
 const std::string kCannotOpen = "指定されたファイルが存在しないか、読めません。";
 const std::string kParseFailed = "ファイルの解析に失敗しました。";
+const std::string kNotEditable = "指定されたタグは追加・編集出来ません。";
 const std::string kDryRun = "embed --dry-run --jpegs {s} --type f6-detailed --data ";
 
 const CliRow kRows[] = {
@@ -104,6 +105,24 @@ const CliRow kRows[] = {
     {kDryRun + "{s}/utf16.txt", "", "line 1: 1 field, at least 3 expected for F6 detailed; the file is UTF-16", 1},
     {"embed --dry-run --jpegs {s} --type f6-simple --data {s}/../roll.txt", "",
      "line 3: 17 fields, 10 expected for F6 simple", 1},
+    // A roll of three frames for the five JPEGs of the folder; an unknown type.
+    {"embed --data {s}/../roll.txt --type 0 --jpegs {s}", "", "MV-1データ件数[3]とJpegファイル件数[5]が一致しません。", 1},
+    {"embed --dry-run --data {s}/../roll.txt --type 0 --jpegs {s}", "frames: 3, files: 5", "", 1},
+    {"embed --data {s}/../roll.txt --type f7 --jpegs {s}", "", "", 2},
+    // Listings: named and raw; a file without a held preview.
+    {"dump {s}/d70.jpg", "0x829A 露出時間: 1/60", "", 0},
+    {"dump --raw {s}/d70.jpg", "0x829A 33434 RATIONAL       1  10/600", "", 0},
+    {"dump --preview {s}/preview.jpg {s}/d70.jpg", "", "", 1},
+    // Tags the program maintains itself, a note it cannot edit, bad values, a read-only file.
+    {"set {s}/d70.jpg --ifd 257 --tag 17 --type LONG --value 5", "", kNotEditable, 1},
+    {"set {s}/d70.jpg --ifd 258 --tag 513 --type LONG --value 1", "", kNotEditable, 1},
+    {"set {s}/d70.jpg --ifd exif --tag 37500 --type UNDEFINED --value 00", "", kNotEditable, 1},
+    {"set {s}/d70.jpg --ifd 0th --tag 34665 --type LONG --value 8", "", kNotEditable, 1},
+    {"set {s}/canon.jpg --ifd 257 --tag 4 --type ASCII --value X", "", "編集出来ないメーカーノートです。", 1},
+    {"set {s}/canon.jpg --ifd 0th --tag 315 --type WORD --value x", "", "TAGTYPEの指定が不正です", 2},
+    {"set {s}/canon.jpg --ifd 0th --tag 274 --type SHORT --value 65536", "", "入力に誤りがあります。", 2},
+    {"set {s}/canon.jpg --ifd 6 --tag 274 --type SHORT --value 1", "", "", 2},
+    {"set {s}/readonly.jpg --ifd 0th --tag 315 --type ASCII --value x", "", "読み取り専用", 1},
     // Help names the options and an example; a wrong option gives the usage line.
     {"dump --help", "--binary", "", 0},
     {"set --help", "Example: tavexon-cli set", "", 0},
@@ -125,16 +144,23 @@ TEST(CliMessages, EveryRowPrintsWhatAUserNeedsAndExitsAsAScriptExpects) {
   WriteDamagedFiles(work);
   WriteDamagedRolls(work);
   fs::copy_file(testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film022-3frames.txt", scratch / "roll.txt");
-  const auto gps0 = ReadBytes(work / "gps0.jpg");
-  const auto cut = ReadBytes(work / "nikon-cut.jpg");
+  for (const auto& [name, source] : {std::pair{"d70.jpg", "makers/nikon/exiftool_NikonD70.jpg"},
+                                     {"canon.jpg", "makers/canon/exiftool_Canon1DmkIII.jpg"},
+                                     {"readonly.jpg", "makers/canon/exiftool_Canon1DmkIII.jpg"}})
+    clitest::CorpusCopy(scratch, source, std::string("work/") + name);
+  fs::permissions(work / "readonly.jpg", fs::perms::owner_read);
+  std::vector<std::vector<unsigned char>> before;
+  for (const char* name : {"gps0.jpg", "nikon-cut.jpg", "d70.jpg", "canon.jpg", "readonly.jpg"}) before.push_back(ReadBytes(work / name));
   for (const CliRow& row : kRows) {
     const clitest::CliRun run = RunCli(Expand(row.arguments, work));
     EXPECT_EQ(run.status, row.status) << row.arguments << "\n" << run.output;
     EXPECT_NE(run.out.find(Expand(row.out, work)), std::string::npos) << row.arguments << "\n" << run.out;
     EXPECT_NE(run.err.find(Expand(row.err, work)), std::string::npos) << row.arguments << "\n" << run.err;
   }
-  EXPECT_EQ(ReadBytes(work / "gps0.jpg"), gps0);
-  EXPECT_EQ(ReadBytes(work / "nikon-cut.jpg"), cut);
+  size_t i = 0;
+  for (const char* name : {"gps0.jpg", "nikon-cut.jpg", "d70.jpg", "canon.jpg", "readonly.jpg"})
+    EXPECT_EQ(ReadBytes(work / name), before[i++]) << name;
+  EXPECT_FALSE(fs::exists(work / "preview.jpg"));
   EXPECT_FALSE(fs::exists(work / "no"));
 }
 

@@ -9,36 +9,19 @@
 
 #include "codec/jpeg_decoder.h"
 #include "makernote/makernote_install.h"
+#include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// "Group:Tag" -> value lines of exiftool -j -G1 -a -u -n, flattened by a one-line jq-free parse:
-// exiftool's -args form gives one "-Group:Tag=value" a line.
-std::map<std::string, std::string> ExifToolArgs(const fs::path& file) {
-  const std::string out =
-      testsupport::RunCommand("exiftool -args -G1 -a -u -n " + testsupport::ShellQuote(file.string()) + " 2>/dev/null");
-  std::map<std::string, std::string> tags;
-  size_t at = 0;
-  while (at < out.size()) {
-    size_t end = out.find('\n', at);
-    if (end == std::string::npos) end = out.size();
-    const std::string line = out.substr(at, end - at);
-    const size_t equals = line.find('=');
-    if (equals != std::string::npos) tags[line.substr(0, equals)] = line.substr(equals + 1);
-    at = end + 1;
-  }
-  return tags;
-}
-
 bool Corrected(const std::string& key) {
   // What a shrink changes on purpose, and what describes the file rather than its Exif.
-  for (const char* prefix : {"-System:", "-File:", "-Composite:", "-ExifTool:", "-ExifIFD:ExifImageWidth",
-                             "-ExifIFD:ExifImageHeight", "-IFD1:ThumbnailOffset", "-IFD1:ThumbnailLength",
-                             "-IFD1:ThumbnailImage", "-JFIF:",
-                             "-PreviewIFD:PreviewImageStart"})  // a pointer that moves with the note
+  for (const char* prefix : {"System:", "File:", "Composite:", "ExifTool:", "ExifIFD:ExifImageWidth",
+                             "ExifIFD:ExifImageHeight", "IFD1:ThumbnailOffset", "IFD1:ThumbnailLength",
+                             "IFD1:ThumbnailImage", "JFIF:",
+                             "PreviewIFD:PreviewImageStart"})  // a pointer that moves with the note
     if (key.rfind(prefix, 0) == 0) return true;
   return false;
 }
@@ -67,7 +50,7 @@ TEST(Shrink, CameraFilesKeepTheirExifApartFromTheCorrections) {
     const fs::path shrunk = scratch / ("small_" + source.filename().string());
     ASSERT_EQ(ShrinkJpegFile(source.string(), shrunk.string(), factor, 2, 5), 1);
     ExpectSize(shrunk.string(), 640, int32_t((uint64_t(height) * uint32_t(factor * 65536)) >> 16));
-    auto before = ExifToolArgs(source), after = ExifToolArgs(shrunk);
+    auto before = testsupport::ExifToolArgs(source), after = testsupport::ExifToolArgs(shrunk);
     for (const auto& [key, value] : before) {
       if (!Corrected(key)) {
         EXPECT_EQ(after[key], value) << key;
@@ -78,13 +61,9 @@ TEST(Shrink, CameraFilesKeepTheirExifApartFromTheCorrections) {
         EXPECT_TRUE(before.count(key)) << key << " is new: " << value;
       }
     }
-    auto binary = [](const std::string& tag, const fs::path& file) {
-      return testsupport::RunCommand("exiftool -b -" + tag + " " + testsupport::ShellQuote(file.string()));
-    };
-    EXPECT_EQ(binary("PreviewImage", shrunk), binary("PreviewImage", source));
+    EXPECT_EQ(testsupport::ExifToolBinary(shrunk, "PreviewImage"), testsupport::ExifToolBinary(source, "PreviewImage"));
     // The thumbnail is new, made from the shrunk picture.
-    const std::string thumbnail = testsupport::RunCommand("exiftool -b -ThumbnailImage " +
-                                                          testsupport::ShellQuote(shrunk.string()));
+    const std::string thumbnail = testsupport::ExifToolBinary(shrunk, "ThumbnailImage");
     int32_t tw = 0, th = 0;
     JpegDecoder* decoder = nullptr;
     ASSERT_EQ(JpegDecoderOpen("", reinterpret_cast<const uint8_t*>(thumbnail.data()), thumbnail.size(), &decoder), 0);

@@ -9,6 +9,7 @@
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
 #include "frame/error_stack.h"
+#include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 
 namespace fs = std::filesystem;
@@ -72,22 +73,10 @@ std::multiset<std::string> TavexonRows(ExifDocument* document) {
 
 std::multiset<std::string> Exiv2Rows(const fs::path& file) {
   std::multiset<std::string> rows;
-  std::istringstream out(RunCommand("exiv2 -pv " + ShellQuote(file.string()) + " 2>/dev/null"));
-  std::string line;
-  while (std::getline(out, line)) {
-    // 0x010f Image        Make                        Ascii      18  NIKON CORPORATION
-    std::istringstream fields(line);
-    std::string hex, group, name, type;
-    uint32_t count = 0;
-    if (!(fields >> hex >> group >> name >> type >> count)) continue;
-    auto g = kGroups.find(group);
-    if (g == kGroups.end()) continue;
-    std::string value;
-    std::getline(fields, value);
-    const size_t start = value.find_first_not_of(' ');
-    value = start == std::string::npos ? "" : value.substr(start);
-    rows.insert(std::to_string(g->second) + ' ' + std::to_string(std::stoul(hex, nullptr, 16)) + ' ' + type + ' ' +
-                std::to_string(count) + ' ' + Trim(value));
+  for (const testsupport::Exiv2Row& r : testsupport::Exiv2Rows(file)) {
+    auto g = kGroups.find(r.group);
+    if (g != kGroups.end())
+      rows.insert(std::to_string(g->second) + ' ' + std::to_string(r.tag) + ' ' + r.type + ' ' + std::to_string(r.count) + ' ' + r.value);
   }
   return rows;
 }

@@ -10,94 +10,72 @@
 
 namespace {
 
-struct Parsed {
-  int count;
-  std::vector<uint8_t> values;
-};
-
-Parsed Parse(uint32_t type, const std::string& text, const char* separator = "\r\n") {
-  Parsed parsed;
-  parsed.count = ParseTypedValues(type, text.data(), uint32_t(text.size()), separator, &parsed.values);
-  return parsed;
+// The values of a parse as text: numbers by the type's element, blank-separated; bytes in hex.
+std::string Values(uint32_t type, const std::vector<uint8_t>& bytes) {
+  std::string text;
+  const uint32_t size = type == TypeShort || type == TypeSShort ? 2 : ExifTypeSize(type) >= 4 ? 4 : 0;
+  for (size_t at = 0; size && at + size <= bytes.size(); at += size) {
+    int64_t v = 0;
+    const uint16_t u16 = uint16_t(bytes[at] | bytes[at + 1] << 8);
+    if (size == 2) v = type == TypeSShort ? int64_t(int16_t(u16)) : int64_t(u16);
+    if (size == 4) {
+      uint32_t u;
+      std::memcpy(&u, &bytes[at], 4);
+      v = type == TypeSLong || type == TypeSRational ? int64_t(int32_t(u)) : int64_t(u);
+    }
+    text += (text.empty() ? "" : " ") + std::to_string(v);
+  }
+  if (type == TypeByte || type == TypeUndefined)
+    for (uint8_t b : bytes) text += (text.empty() ? "" : " ") + std::to_string(b);
+  return text;
 }
 
-template <class T>
-std::vector<T> Words(const Parsed& parsed) {
-  std::vector<T> words(parsed.values.size() / sizeof(T));
-  std::memcpy(words.data(), parsed.values.data(), words.size() * sizeof(T));
-  return words;
-}
-
-TEST(ParseTypedValues, DigitCountLimitsAreCheckedOnTheDigitString) {
-  EXPECT_EQ(Parse(TypeShort, "65535").count, 1);
-  EXPECT_EQ(Parse(TypeShort, "65536").count, -1);   // one more than the limit
-  EXPECT_EQ(Parse(TypeShort, "00001").count, 1);    // leading zeros within five digits
-  EXPECT_EQ(Parse(TypeShort, "000001").count, -1);  // six digits, though the value fits
-  EXPECT_EQ(Parse(TypeLong, "4294967295").count, 1);
-  EXPECT_EQ(Parse(TypeLong, "4294967296").count, -1);
-  EXPECT_EQ(Parse(TypeSShort, "32767").count, 1);
-  EXPECT_EQ(Parse(TypeSShort, "32768").count, -1);
-  EXPECT_EQ(Parse(TypeSShort, "-32768").count, 1);
-  EXPECT_EQ(Parse(TypeSShort, "-32769").count, -1);
-  EXPECT_EQ(Parse(TypeSLong, "-2147483648").count, 1);
-  EXPECT_EQ(Parse(TypeSLong, "2147483648").count, -1);
-  EXPECT_EQ(Words<int32_t>(Parse(TypeSLong, "-2147483648")), std::vector<int32_t>{INT32_MIN});
-}
-
-TEST(ParseTypedValues, SignsFollowTheType) {
-  EXPECT_EQ(Parse(TypeShort, "-1").count, -1);
-  EXPECT_EQ(Parse(TypeLong, "-1").count, -1);
-  EXPECT_EQ(Parse(TypeShort, "+7").count, 1);
-  EXPECT_EQ(Words<int16_t>(Parse(TypeSShort, "-5")), std::vector<int16_t>{-5});
-  EXPECT_EQ(Parse(TypeSShort, "--5").count, -1);
-  EXPECT_EQ(Parse(TypeSShort, "-").count, -1);
-}
-
-TEST(ParseTypedValues, HexadecimalHasNoSignAndItsOwnLimits) {
-  EXPECT_EQ(Words<uint16_t>(Parse(TypeShort, "0xFFFF")), std::vector<uint16_t>{0xFFFF});
-  EXPECT_EQ(Words<uint16_t>(Parse(TypeShort, "0Xab")), std::vector<uint16_t>{0xAB});
-  EXPECT_EQ(Parse(TypeShort, "0x10000").count, -1);
-  EXPECT_EQ(Parse(TypeSShort, "0x8000").count, -1);
-  EXPECT_EQ(Parse(TypeSShort, "0x7fff").count, 1);
-  EXPECT_EQ(Words<uint32_t>(Parse(TypeLong, "0xDEADBEEF")), std::vector<uint32_t>{0xDEADBEEF});
-  EXPECT_EQ(Parse(TypeLong, "-0x1").count, -1);
-  EXPECT_EQ(Parse(TypeLong, "0xG1").count, -1);
-}
-
-TEST(ParseTypedValues, DecimalsBecomeUnreducedRationals) {
-  EXPECT_EQ(Words<uint32_t>(Parse(TypeRational, "1.25")), (std::vector<uint32_t>{125, 100}));
-  EXPECT_EQ(Words<int32_t>(Parse(TypeSRational, "-1.5")), (std::vector<int32_t>{-15, 10}));
-  EXPECT_EQ(Parse(TypeRational, "-1.5").count, -1);  // a RATIONAL refuses a negative decimal
-  EXPECT_EQ(Words<uint32_t>(Parse(TypeRational, "1/250")), (std::vector<uint32_t>{1, 250}));
-  EXPECT_EQ(Words<uint32_t>(Parse(TypeRational, "7")), (std::vector<uint32_t>{7, 1}));
-  EXPECT_EQ(Words<uint32_t>(Parse(TypeRational, "0x10/0x3")), (std::vector<uint32_t>{16, 3}));
-  // Line lengths: a decimal line of 19 characters and a whole line of 16 are refused.
-  EXPECT_EQ(Parse(TypeRational, "1.00000000000000000").count, -1);
-  EXPECT_EQ(Parse(TypeRational, "0000000000000001").count, -1);
-  EXPECT_EQ(Parse(TypeRational, "4294967296/1").count, -1);
-}
-
-TEST(ParseTypedValues, LinesAndSeparators) {
-  Parsed shorts = Parse(TypeShort, " 1 \r\n\r\n2\r\n  \r\n3");
-  EXPECT_EQ(shorts.count, 3);  // blank lines dropped, blanks cut
-  EXPECT_EQ(Words<uint16_t>(shorts), (std::vector<uint16_t>{1, 2, 3}));
-  EXPECT_EQ(Parse(TypeShort, "1;2;3", ";").count, 3);  // a caller's own separator
-  EXPECT_EQ(Parse(TypeShort, "1\r\nx\r\n3").count, -1);  // one bad line refuses all
-  EXPECT_EQ(Parse(TypeShort, "").count, 0);              // no lines, no values
-  EXPECT_EQ(Parse(TypeSRational, "1/2\r\n-3/4").count, 2);
-}
-
-TEST(ParseTypedValues, BytesAndAscii) {
-  Parsed bytes = Parse(TypeUndefined, "0A 1b FF\r\n\r\n0102");
-  EXPECT_EQ(bytes.count, 5);
-  EXPECT_EQ(bytes.values, (std::vector<uint8_t>{0x0A, 0x1B, 0xFF, 0x01, 0x02}));
-  EXPECT_EQ(Parse(TypeByte, "0A 1").count, -1);  // a lone digit makes no byte
-  EXPECT_EQ(Parse(TypeByte, "0G").count, -1);
-  Parsed ascii = Parse(TypeAscii, "Tavexon");
-  EXPECT_EQ(ascii.count, 8);  // the terminator counts
-  EXPECT_EQ(ascii.values.back(), 0);
-  EXPECT_EQ(Parse(TypeAscii, "\x83\x65\x83\x58\x83\x67").count, -1);  // Shift-JIS text is refused
-  EXPECT_EQ(Parse(12, "1").count, -1);                                // a type with no form
+// {type, text, separator -> count of values (-1: refused), the values}; values "" go unchecked.
+TEST(ParseTypedValues, WhatIsAcceptedAndRefused) {
+  const struct {
+    uint32_t type;
+    std::string text;
+    int count;
+    const char* values;
+    const char* separator = "\r\n";
+  } rows[] = {
+      // Digit-count limits are checked on the digit string: leading zeros count.
+      {TypeShort, "65535", 1, "65535"}, {TypeShort, "65536", -1, ""}, {TypeShort, "00001", 1, "1"},
+      {TypeShort, "000001", -1, ""}, {TypeLong, "4294967295", 1, ""}, {TypeLong, "4294967296", -1, ""},
+      {TypeSShort, "32767", 1, ""}, {TypeSShort, "32768", -1, ""}, {TypeSShort, "-32768", 1, "-32768"},
+      {TypeSShort, "-32769", -1, ""}, {TypeSLong, "-2147483648", 1, "-2147483648"}, {TypeSLong, "2147483648", -1, ""},
+      // Signs follow the type.
+      {TypeShort, "-1", -1, ""}, {TypeLong, "-1", -1, ""}, {TypeShort, "+7", 1, "7"}, {TypeSShort, "-5", 1, "-5"},
+      {TypeSShort, "--5", -1, ""}, {TypeSShort, "-", -1, ""},
+      // Hexadecimal has no sign and its own limits.
+      {TypeShort, "0xFFFF", 1, "65535"}, {TypeShort, "0Xab", 1, "171"}, {TypeShort, "0x10000", -1, ""},
+      {TypeSShort, "0x8000", -1, ""}, {TypeSShort, "0x7fff", 1, "32767"}, {TypeLong, "0xDEADBEEF", 1, "3735928559"},
+      {TypeLong, "-0x1", -1, ""}, {TypeLong, "0xG1", -1, ""},
+      // Decimals become unreduced rationals; a RATIONAL refuses a negative one.
+      {TypeRational, "1.25", 1, "125 100"}, {TypeSRational, "-1.5", 1, "-15 10"}, {TypeRational, "-1.5", -1, ""},
+      {TypeRational, "1/250", 1, "1 250"}, {TypeRational, "7", 1, "7 1"}, {TypeRational, "0x10/0x3", 1, "16 3"},
+      // Line lengths: a decimal line of 19 characters and a whole line of 16 are refused.
+      {TypeRational, "1.00000000000000000", -1, ""}, {TypeRational, "0000000000000001", -1, ""},
+      {TypeRational, "4294967296/1", -1, ""},
+      // Blank lines dropped, blanks cut; a caller's own separator; one bad line refuses all.
+      {TypeShort, " 1 \r\n\r\n2\r\n  \r\n3", 3, "1 2 3"}, {TypeShort, "1;2;3", 3, "1 2 3", ";"},
+      {TypeShort, "1\r\nx\r\n3", -1, ""}, {TypeShort, "", 0, ""}, {TypeSRational, "1/2\r\n-3/4", 2, "1 2 -3 4"},
+      // Bytes in hex pairs; ASCII with its terminator counted; Shift-JIS text and a type with no form refused.
+      {TypeUndefined, "0A 1b FF\r\n\r\n0102", 5, "10 27 255 1 2"}, {TypeByte, "0A 1", -1, ""},
+      {TypeByte, "0G", -1, ""}, {TypeAscii, "Tavexon", 8, ""}, {TypeAscii, "\x83\x65\x83\x58\x83\x67", -1, ""},
+      {12, "1", -1, ""},
+  };
+  for (const auto& row : rows) {
+    std::vector<uint8_t> values;
+    EXPECT_EQ(ParseTypedValues(row.type, row.text.data(), uint32_t(row.text.size()), row.separator, &values), row.count)
+        << row.type << " '" << row.text << "'";
+    if (*row.values) {
+      EXPECT_EQ(Values(row.type, values), row.values) << row.type << " '" << row.text << "'";
+    }
+    if (row.type == TypeAscii && row.count > 0) {
+      EXPECT_EQ(std::string(values.begin(), values.end()), row.text + std::string(1, '\0'));
+    }
+  }
 }
 
 TEST(ParseRationalText, LooseForms) {

@@ -65,34 +65,32 @@ TEST(Cp932Table, KnownDuplicatesTakeTheWindowsCode) {
   EXPECT_EQ(Cp932FromUnicode(0x7E8A), 0xFA5C);  // a kanji of the IBM extension
 }
 
-TEST(Cp932Text, KnownCharacters) {
-  EXPECT_EQ(Cp932FromUtf8("①"), Bytes({0x87, 0x40}));
-  EXPECT_EQ(Cp932FromUtf8("ｱ"), Bytes({0xB1}));
-  EXPECT_EQ(Cp932FromUtf8("表"), Bytes({0x95, 0x5C}));
-  EXPECT_EQ(Cp932FromUtf8("～"), Bytes({0x81, 0x60}));  // FULLWIDTH TILDE, the Windows form
-  EXPECT_EQ(Utf8FromCp932(Bytes({0x81, 0x60})), "～");
-  EXPECT_EQ(Utf8FromCp932(Bytes({0x95, 0x5C, 0x5C})), "表\\");
-  EXPECT_EQ(Utf8FromCp932(Bytes({0xF0, 0x40})), "\xEE\x80\x80");  // user-defined area, U+E000
-}
-
-TEST(Cp932Text, UnmappedAndBrokenInput) {
-  bool ok = true;
-  EXPECT_EQ(Cp932FromUtf8("a€b", &ok), "a?b");  // EURO SIGN has no CP932 code
-  EXPECT_FALSE(ok);
-  EXPECT_EQ(Cp932FromUtf8("a\xFF"
-                          "b",
-                          &ok),
-            "a?b");
-  EXPECT_FALSE(ok);
-  EXPECT_EQ(Cp932FromUtf8("\xE8\xA1", &ok), "??");  // a cut sequence
-  EXPECT_EQ(Cp932FromUtf8("plain", &ok), "plain");
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(Cp932FromUtf8(std::string("a\0b", 3)), std::string("a\0b", 3));
-
-  EXPECT_EQ(Utf8FromCp932(Bytes({'a', 0x95})), "a\xEF\xBF\xBD");    // cut pair
-  EXPECT_EQ(Utf8FromCp932(Bytes({0x95, '\n'})), "\xEF\xBF\xBD\n");  // no trail: line end kept
-  EXPECT_EQ(Utf8FromCp932(Bytes({0x85, 0x40})), "\xEF\xBF\xBD");    // an undefined pair
-  EXPECT_EQ(Utf8FromCp932(Bytes({0x80})), "\xEF\xBF\xBD");
+// Known characters both ways, and what cannot be converted: '?' for a character CP932 lacks or a
+// broken UTF-8 sequence, U+FFFD for a cut or undefined pair.
+TEST(Cp932Text, KnownUnmappedAndBrokenText) {
+  const struct {
+    std::string utf8, cp932;
+    bool exact;
+  } toCp932[] = {{"①", Bytes({0x87, 0x40}), true}, {"ｱ", Bytes({0xB1}), true}, {"表", Bytes({0x95, 0x5C}), true},
+                 {"～", Bytes({0x81, 0x60}), true},  // FULLWIDTH TILDE, the Windows form
+                 {"plain", "plain", true},           {std::string("a\0b", 3), std::string("a\0b", 3), true},
+                 {"a€b", "a?b", false},  // EURO SIGN has no CP932 code
+                 {"a\xFF" "b", "a?b", false},     {"\xE8\xA1", "??", false}};  // a cut sequence
+  for (const auto& row : toCp932) {
+    bool ok = !row.exact;
+    EXPECT_EQ(Cp932FromUtf8(row.utf8, &ok), row.cp932) << row.utf8;
+    EXPECT_EQ(ok, row.exact) << row.utf8;
+  }
+  const struct {
+    std::string cp932, utf8;
+  } toUtf8[] = {{Bytes({0x81, 0x60}), "～"},
+                {Bytes({0x95, 0x5C, 0x5C}), "表\\"},
+                {Bytes({0xF0, 0x40}), "\xEE\x80\x80"},        // user-defined area, U+E000
+                {Bytes({'a', 0x95}), "a\xEF\xBF\xBD"},        // cut pair
+                {Bytes({0x95, '\n'}), "\xEF\xBF\xBD\n"},    // no trail: line end kept
+                {Bytes({0x85, 0x40}), "\xEF\xBF\xBD"},        // an undefined pair
+                {Bytes({0x80}), "\xEF\xBF\xBD"}};
+  for (const auto& row : toUtf8) EXPECT_EQ(Utf8FromCp932(row.cp932), row.utf8);
 }
 
 TEST(Cp932Text, LiteralConvertedOnceOnAnyThread) {

@@ -15,42 +15,41 @@
 
 namespace fs = std::filesystem;
 
-TEST(PathHelpers, FolderOfPlatformPath) {
-  EXPECT_EQ(PathFolderOf("/photos/roll1/IMG_0001.JPG"), "/photos/roll1");
-  EXPECT_EQ(PathFolderOf("/photos/"), "/photos");
-  EXPECT_EQ(PathFolderOf("/photos"), "/");
-  EXPECT_EQ(PathFolderOf("/"), "/");
-  EXPECT_EQ(PathFolderOf("IMG_0001.JPG"), "");
-  // UTF-8 bytes 0x81-0x9F follow other bytes; none of them takes the separator along.
-  EXPECT_EQ(PathFolderOf("/写真/ā/x.jpg"), "/写真/ā");
-}
-
-TEST(PathHelpers, FolderOfCp932PathNeverSplitsAPair) {
-  const std::string hyo = Cp932FromUtf8("表");  // 0x95 0x5C: a second byte that is '\'
+// Each helper as a table of input -> expected. Folders of CP932 paths never split a pair whose
+// second byte is '\\' (表 is 0x95 0x5C); UTF-8 bytes 0x81-0x9F never take the separator along.
+TEST(PathHelpers, InputToExpected) {
+  const std::string hyo = Cp932FromUtf8("表");
   ASSERT_EQ(hyo, "\x95\x5C");
-  EXPECT_EQ(PathFolderOfCp932("C:\\" + hyo), "C:\\");
-  EXPECT_EQ(PathFolderOfCp932("C:\\" + hyo + "\\a.jpg"), "C:\\" + hyo);
-  EXPECT_EQ(PathFolderOfCp932("C:\\photo\\" + hyo), "C:\\photo");
-  EXPECT_EQ(PathFolderOfCp932("D:\\" + hyo + hyo + "\\"), "D:\\" + hyo + hyo);
-  EXPECT_EQ(PathFolderOfCp932("C:\\a.jpg"), "C:\\");         // a drive root keeps its separator
-  EXPECT_EQ(PathFolderOfCp932("C:\\photo\\"), "C:\\photo");  // a deeper folder loses it
-  EXPECT_EQ(PathFolderOfCp932("/photo/" + hyo), "/photo");
-  EXPECT_EQ(PathFolderOfCp932("/" + hyo), "/");
-  EXPECT_EQ(PathFolderOfCp932(hyo), "");
-}
-
-TEST(PathHelpers, NamesAndExtensions) {
-  EXPECT_EQ(PathFileName("/a/b/IMG.1.JPG"), "IMG.1.JPG");
-  EXPECT_EQ(PathExtension("IMG.1.JPG"), "JPG");
-  EXPECT_EQ(PathExtension("README"), "README");  // no point: the whole name
-  EXPECT_EQ(PathExtension("trail."), "");
+  using Helper = std::string (*)(const std::string&);
+  const Helper folder = [](const std::string& p) { return PathFolderOf(p); };
+  const Helper folderCp932 = [](const std::string& p) { return PathFolderOfCp932(p); };
+  const Helper name = [](const std::string& p) { return PathFileName(p); };
+  const Helper extension = [](const std::string& p) { return PathExtension(p); };
+  const struct {
+    Helper helper;
+    std::string in, out;
+  } rows[] = {
+      {folder, "/photos/roll1/IMG_0001.JPG", "/photos/roll1"}, {folder, "/photos/", "/photos"},
+      {folder, "/photos", "/"}, {folder, "/", "/"}, {folder, "IMG_0001.JPG", ""}, {folder, "/写真/ā/x.jpg", "/写真/ā"},
+      {folderCp932, "C:\\" + hyo, "C:\\"}, {folderCp932, "C:\\" + hyo + "\\a.jpg", "C:\\" + hyo},
+      {folderCp932, "C:\\photo\\" + hyo, "C:\\photo"}, {folderCp932, "D:\\" + hyo + hyo + "\\", "D:\\" + hyo + hyo},
+      {folderCp932, "C:\\a.jpg", "C:\\"},           // a drive root keeps its separator
+      {folderCp932, "C:\\photo\\", "C:\\photo"},  // a deeper folder loses it
+      {folderCp932, "/photo/" + hyo, "/photo"}, {folderCp932, "/" + hyo, "/"}, {folderCp932, hyo, ""},
+      {name, "/a/b/IMG.1.JPG", "IMG.1.JPG"}, {extension, "IMG.1.JPG", "JPG"},
+      {extension, "README", "README"},  // no point: the whole name
+      {extension, "trail.", ""},
+  };
+  for (const auto& row : rows) EXPECT_EQ(row.helper(row.in), row.out) << row.in;
   EXPECT_EQ(PathJoin("/a", "b"), "/a/b");
   EXPECT_EQ(PathJoin("/", "b"), "/b");
-  EXPECT_TRUE(PathMatchesPattern("IMG_0001.jpg", "img_????.JPG"));
-  EXPECT_TRUE(PathMatchesPattern("a.b.c", "*.c"));
-  EXPECT_TRUE(PathMatchesPattern("noext", "*.*"));
-  EXPECT_FALSE(PathMatchesPattern("IMG_01.jpg", "IMG_???.jpg"));
-  EXPECT_FALSE(PathMatchesPattern("x.jpeg", "*.jpg"));
+  const struct {
+    const char* name;
+    const char* pattern;
+    bool matches;
+  } patterns[] = {{"IMG_0001.jpg", "img_????.JPG", true}, {"a.b.c", "*.c", true}, {"noext", "*.*", true},
+                  {"IMG_01.jpg", "IMG_???.jpg", false}, {"x.jpeg", "*.jpg", false}};
+  for (const auto& p : patterns) EXPECT_EQ(PathMatchesPattern(p.name, p.pattern), p.matches) << p.name;
   EXPECT_LT(PathCompareNoCase("abc", "ABD"), 0);
   EXPECT_EQ(PathCompareNoCase("Roll", "rOLL"), 0);
 }

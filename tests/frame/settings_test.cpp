@@ -67,12 +67,6 @@ TEST_F(SettingsStore, ReadsTheWindowsForm) {
   EXPECT_EQ(Get("NOSECTION", "FIRSTVIEW"), "<none>");
 }
 
-TEST_F(SettingsStore, MissingFileGivesDefaults) {
-  EXPECT_EQ(Get("OPTION", "FIRSTVIEW", "x"), "x");
-  EXPECT_EQ(SettingsGetInt("OPTION", "BACKCOLOR", -1), -1);
-  EXPECT_FALSE(std::filesystem::exists(Ini()));
-}
-
 TEST_F(SettingsStore, NumbersFromLeadingDigits) {
   Put("[N]\r\nA=12abc\r\nB=-5\r\nC=abc\r\nD=\r\nE=  +7 \r\nF=4294967295\r\nG=0x1F\r\n");
   EXPECT_EQ(SettingsGetInt("N", "A", 99), 12);
@@ -134,18 +128,6 @@ TEST_F(SettingsStore, WriteKeepsEveryOtherLine) {
   EXPECT_EQ(testsupport::FilesUnder(Ini().parent_path()).size(), 1u);
 }
 
-TEST_F(SettingsStore, WriteCreatesFileAndStoresNegativeAsUnsigned) {
-  ASSERT_EQ(SettingsPutUInt("OPTION", "BACKCOLOR", static_cast<uint32_t>(-1)), 1);
-  EXPECT_EQ(ReadText(Ini()), "[OPTION]\r\nBACKCOLOR=4294967295\r\n");
-  EXPECT_EQ(SettingsGetInt("OPTION", "BACKCOLOR", 0), -1);
-}
-
-TEST_F(SettingsStore, CreatesItsFolder) {
-  SettingsSetFilePath((scratch_ / "new" / "tvx1App.ini").string());
-  ASSERT_EQ(SettingsPutString("FLAG", "MSGOK1", "0.9.0b"), 1);
-  EXPECT_EQ(Get("FLAG", "MSGOK1"), "0.9.0b");
-}
-
 TEST_F(SettingsStore, NullValueRemovesKeyAndNullKeyRemovesSection) {
   Put("[A]\r\nX=1\r\nY=2\r\n[B]\r\nZ=3\r\n");
   ASSERT_EQ(SettingsPutString("A", "X", nullptr), 1);
@@ -153,7 +135,18 @@ TEST_F(SettingsStore, NullValueRemovesKeyAndNullKeyRemovesSection) {
   EXPECT_EQ(ReadText(Ini()), "[A]\r\nY=2\r\n");
 }
 
-TEST_F(SettingsStore, UnwritablePlaceFails) {
+// A file not there yet: defaults, then a first write creates it (and its folder), storing a
+// negative number as unsigned; a file where the folder should be fails the write.
+TEST_F(SettingsStore, AFileNotThereYet) {
+  EXPECT_EQ(Get("OPTION", "FIRSTVIEW", "x"), "x");
+  EXPECT_EQ(SettingsGetInt("OPTION", "BACKCOLOR", -1), -1);
+  EXPECT_FALSE(std::filesystem::exists(Ini()));
+  ASSERT_EQ(SettingsPutUInt("OPTION", "BACKCOLOR", static_cast<uint32_t>(-1)), 1);
+  EXPECT_EQ(ReadText(Ini()), "[OPTION]\r\nBACKCOLOR=4294967295\r\n");
+  EXPECT_EQ(SettingsGetInt("OPTION", "BACKCOLOR", 0), -1);
+  SettingsSetFilePath((scratch_ / "new" / "tvx1App.ini").string());
+  ASSERT_EQ(SettingsPutString("FLAG", "MSGOK1", "0.9.0b"), 1);
+  EXPECT_EQ(Get("FLAG", "MSGOK1"), "0.9.0b");
   SettingsSetFilePath((scratch_ / "blocker" / "tvx1App.ini").string());
   WriteText(scratch_ / "blocker", "a file where a folder should be");
   EXPECT_EQ(SettingsPutString("OPTION", "FIRSTVIEW", "1"), 0);

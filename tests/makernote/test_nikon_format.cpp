@@ -12,98 +12,75 @@ using namespace nikontest;
 
 namespace {
 
-TagEntry Entry(uint16_t tag, uint16_t type, uint32_t count, const void* value) {
-  TagList list;
-  EXPECT_EQ(TagListPut(nullptr, &list, tag, type, count, 0, value), 1);
-  return list.front();
+using Bytes = std::vector<uint8_t>;
+// Values as the tables hold them: in host (little-endian) order.
+template <class T>
+Bytes Words(std::initializer_list<T> words) {
+  Bytes bytes(words.size() * sizeof(T));
+  std::memcpy(bytes.data(), words.begin(), bytes.size());
+  return bytes;
 }
-
-TagEntry Ascii(uint16_t tag, const char* text) { return Entry(tag, TypeAscii, uint32_t(std::strlen(text) + 1), text); }
-
-std::string Text(const TagEntry& entry, uint32_t table = NikonMainTable, uint32_t room = 256) {
-  std::vector<char> text(room + 1, '#');
-  NikonFormatValue(&entry, table, text.data(), room);
-  EXPECT_LT(std::strlen(text.data()), size_t(room));
-  return Utf8FromCp932(text.data());
-}
+Bytes Ascii(const char* text) { return Bytes(text, text + std::strlen(text) + 1); }
 
 }  // namespace
 
-TEST(NikonFormat, AsciiValuesByLeadingCharacters) {
-  EXPECT_EQ(Text(Ascii(3, "COLOR   ")), "標準カラー");
-  EXPECT_EQ(Text(Ascii(3, "MONOCHROME")), "MONOCHROME");  // no row matches: shown as it stands
-  EXPECT_EQ(Text(Ascii(5, "PRESET")), "プリセット");
-  EXPECT_EQ(Text(Ascii(5, "PRESET1")), "PRESET1");  // PRESET compares its terminator too
-  EXPECT_EQ(Text(Ascii(129, "MED.H ")), "やや強");
-  EXPECT_EQ(Text(Ascii(141, "MODE1a")), "モードⅠa(sRGB)");
-  EXPECT_EQ(Text(Ascii(143, "   ")), "OFF");
-  EXPECT_EQ(Text(Ascii(3, "COLOR"), NikonScannerTable), "COLOR");  // other tables: the general text
-}
-
-TEST(NikonFormat, SpeedlightModesAndFlashSyncSearchedAnywhere) {
-  EXPECT_EQ(Text(Ascii(9, "Built-in,TTL")), "内蔵(TTLモード)");
-  EXPECT_EQ(Text(Ascii(9, "Optional,M  ")), "外部(マニュアル発光モード)");
-  EXPECT_EQ(Text(Ascii(9, "Comdr.,TTL  ")), "コマンダーモード(TTL)");
-  EXPECT_EQ(Text(Ascii(9, "            ")), "OFF");
-  EXPECT_EQ(Text(Ascii(8, "RED-EYE SLOW")), "赤目軽減 スローシンクロ");
-  EXPECT_EQ(Text(Ascii(8, "RED-EYE     ")), "赤目軽減 ");
-  EXPECT_EQ(Text(Ascii(8, "REAR SLOW   ")), "後幕スローシンクロ");
-  EXPECT_EQ(Text(Ascii(8, "            ")), "OFF");
-  EXPECT_EQ(Text(Ascii(8, "STROBO")), "STROBO");
-}
-
-TEST(NikonFormat, ByteValues) {
-  const int8_t difference[4] = {-3, 1, 12, 0};
-  EXPECT_EQ(Text(Entry(14, TypeUndefined, 4, difference)), "-0.2EV");
-  const int8_t zero[4] = {0, 1, 6, 0};
-  EXPECT_EQ(Text(Entry(23, TypeUndefined, 4, zero)), "0.0EV");
-  const uint8_t lensKind[1] = {0x0E};
-  EXPECT_EQ(Text(Entry(131, TypeByte, 1, lensKind)), "VR G ");
-  const uint8_t lensD[1] = {0x03};
-  EXPECT_EQ(Text(Entry(131, TypeByte, 1, lensD)), "D S");
-  const uint8_t speedlight[1] = {8};
-  EXPECT_EQ(Text(Entry(135, TypeByte, 1, speedlight)), "内蔵スピードライト(コマンダー)");
-  const uint8_t afArea[4] = {1, 0, 2, 0};
-  EXPECT_EQ(Text(Entry(136, TypeUndefined, 4, afArea)), "ダイナミック:01 00 02 00 ");
-  const uint8_t panorama[2] = {3, 0};
-  EXPECT_EQ(Text(Entry(155, TypeByte, 2, panorama)), "3枚目");
-}
-
-TEST(NikonFormat, ExternalFlashRecord) {
-  uint8_t record[20] = {'0', '1', '0', '0', 1, 54, 2, 4, 4, 6, 9, 0};
-  EXPECT_EQ(Text(Entry(168, TypeUndefined, 20, record)), "マニュアル,1/2(-1/2EV) バウンス");
-  record[9] = 2;
-  record[11] = 24;
-  EXPECT_EQ(Text(Entry(168, TypeUndefined, 20, record)), "i-TTL バウンス 24mm");
-  // Cut to the room with "..." at its end, never inside a two-byte character.
-  const std::string cut = Text(Entry(168, TypeUndefined, 20, record), NikonMainTable, 12);
-  EXPECT_EQ(cut.substr(cut.size() - 3), "...");
-}
-
-TEST(NikonFormat, WordValues) {
-  const uint16_t isoAuto[2] = {0, 0};
-  const uint16_t iso[2] = {0, 400};
-  EXPECT_EQ(Text(Entry(2, TypeShort, 2, isoAuto)), "オート");
-  EXPECT_EQ(Text(Entry(19, TypeShort, 2, iso)), "400");
-  const uint16_t single = 0, timer = 4, continuous = 0x21;
-  EXPECT_EQ(Text(Entry(137, TypeShort, 1, &single)), "1コマ撮影");
-  EXPECT_EQ(Text(Entry(137, TypeShort, 1, &timer)), "4");
-  EXPECT_EQ(Text(Entry(137, TypeShort, 1, &continuous)), "連続撮影 ISO感度自動 ");
-  const uint16_t jpeg = 6, unit = 3, odd = 9;
-  EXPECT_EQ(Text(Entry(259, TypeShort, 1, &jpeg), NikonThumbnailTable), "JPEG 圧縮");
-  EXPECT_EQ(Text(Entry(296, TypeShort, 1, &unit), NikonThumbnailTable), "センチメートル");
-  EXPECT_EQ(Text(Entry(531, TypeShort, 1, &odd), NikonThumbnailTable), "不明");
-}
-
-TEST(NikonFormat, RationalValuesAndTheLens) {
-  const uint32_t zoom[8] = {18, 1, 70, 1, 35, 10, 45, 10};
-  EXPECT_EQ(Text(Entry(132, TypeRational, 4, zoom)), "18-70mm F3.5-4.5");
-  const uint32_t prime[8] = {50, 1, 50, 1, 14, 10, 14, 10};
-  EXPECT_EQ(Text(Entry(132, TypeRational, 4, prime)), "50mm F1.4");
-  const int32_t bracket[2] = {-2, 3};
-  EXPECT_EQ(Text(Entry(25, TypeSRational, 1, bracket)), "-0.7EV");
-  const int32_t none[2] = {0, 3};
-  EXPECT_EQ(Text(Entry(25, TypeSRational, 1, none)), "0.0EV");
+// The value texts of the three tables as one table of {table, tag, type, value, room -> text}.
+TEST(NikonFormat, ValueTexts) {
+  const uint32_t main = NikonMainTable, thumbnail = NikonThumbnailTable;
+  const struct Row {
+    uint32_t table;
+    uint16_t tag, type;
+    Bytes value;
+    const char* text;
+    uint32_t room = 256;
+  } rows[] = {
+      // ASCII values by their leading characters; no row matches: shown as it stands.
+      {main, 3, TypeAscii, Ascii("COLOR   "), "標準カラー"}, {main, 3, TypeAscii, Ascii("MONOCHROME"), "MONOCHROME"},
+      {main, 5, TypeAscii, Ascii("PRESET"), "プリセット"},
+      {main, 5, TypeAscii, Ascii("PRESET1"), "PRESET1"},  // PRESET compares its terminator too
+      {main, 129, TypeAscii, Ascii("MED.H "), "やや強"}, {main, 141, TypeAscii, Ascii("MODE1a"), "モードⅠa(sRGB)"},
+      {main, 143, TypeAscii, Ascii("   "), "OFF"},
+      {NikonScannerTable, 3, TypeAscii, Ascii("COLOR"), "COLOR"},  // other tables: the general text
+      // Speedlight modes and flash sync, searched anywhere in the text.
+      {main, 9, TypeAscii, Ascii("Built-in,TTL"), "内蔵(TTLモード)"},
+      {main, 9, TypeAscii, Ascii("Optional,M  "), "外部(マニュアル発光モード)"},
+      {main, 9, TypeAscii, Ascii("Comdr.,TTL  "), "コマンダーモード(TTL)"}, {main, 9, TypeAscii, Ascii("            "), "OFF"},
+      {main, 8, TypeAscii, Ascii("RED-EYE SLOW"), "赤目軽減 スローシンクロ"},
+      {main, 8, TypeAscii, Ascii("RED-EYE     "), "赤目軽減 "}, {main, 8, TypeAscii, Ascii("REAR SLOW   "), "後幕スローシンクロ"},
+      {main, 8, TypeAscii, Ascii("            "), "OFF"}, {main, 8, TypeAscii, Ascii("STROBO"), "STROBO"},
+      // Bytes.
+      {main, 14, TypeUndefined, {uint8_t(-3), 1, 12, 0}, "-0.2EV"}, {main, 23, TypeUndefined, {0, 1, 6, 0}, "0.0EV"},
+      {main, 131, TypeByte, {0x0E}, "VR G "}, {main, 131, TypeByte, {0x03}, "D S"},
+      {main, 135, TypeByte, {8}, "内蔵スピードライト(コマンダー)"},
+      {main, 136, TypeUndefined, {1, 0, 2, 0}, "ダイナミック:01 00 02 00 "}, {main, 155, TypeByte, {3, 0}, "3枚目"},
+      // The external flash record; cut to the room with "..." at its end, never inside a character.
+      {main, 168, TypeUndefined, {'0', '1', '0', '0', 1, 54, 2, 4, 4, 6, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+       "マニュアル,1/2(-1/2EV) バウンス"},
+      {main, 168, TypeUndefined, {'0', '1', '0', '0', 1, 54, 2, 4, 4, 2, 9, 24, 0, 0, 0, 0, 0, 0, 0, 0},
+       "i-TTL バウンス 24mm"},
+      {main, 168, TypeUndefined, {'0', '1', '0', '0', 1, 54, 2, 4, 4, 2, 9, 24, 0, 0, 0, 0, 0, 0, 0, 0}, "i-TTL バ...", 12},
+      // Words.
+      {main, 2, TypeShort, Words<uint16_t>({0, 0}), "オート"}, {main, 19, TypeShort, Words<uint16_t>({0, 400}), "400"},
+      {main, 137, TypeShort, Words<uint16_t>({0}), "1コマ撮影"}, {main, 137, TypeShort, Words<uint16_t>({4}), "4"},
+      {main, 137, TypeShort, Words<uint16_t>({0x21}), "連続撮影 ISO感度自動 "},
+      {thumbnail, 259, TypeShort, Words<uint16_t>({6}), "JPEG 圧縮"},
+      {thumbnail, 296, TypeShort, Words<uint16_t>({3}), "センチメートル"},
+      {thumbnail, 531, TypeShort, Words<uint16_t>({9}), "不明"},
+      // Rationals and the lens.
+      {main, 132, TypeRational, Words<uint32_t>({18, 1, 70, 1, 35, 10, 45, 10}), "18-70mm F3.5-4.5"},
+      {main, 132, TypeRational, Words<uint32_t>({50, 1, 50, 1, 14, 10, 14, 10}), "50mm F1.4"},
+      {main, 25, TypeSRational, Words<int32_t>({-2, 3}), "-0.7EV"},
+      {main, 25, TypeSRational, Words<int32_t>({0, 3}), "0.0EV"},
+  };
+  for (const Row& row : rows) {
+    TagList list;
+    const uint32_t size = ExifTypeSize(row.type);
+    ASSERT_EQ(TagListPut(nullptr, &list, row.tag, row.type, uint32_t(row.value.size() / size), 0, row.value.data()), 1);
+    std::vector<char> text(row.room + 1, '#');
+    NikonFormatValue(&list.front(), row.table, text.data(), row.room);
+    EXPECT_LT(std::strlen(text.data()), size_t(row.room)) << row.tag;
+    EXPECT_EQ(Utf8FromCp932(text.data()), row.text) << "table " << row.table << " tag " << row.tag;
+  }
 }
 
 TEST(NikonFormat, LensTextOfKind264) {

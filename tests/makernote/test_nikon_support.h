@@ -1,5 +1,4 @@
-// Helpers of the Nikon note tests: documents of the corpus files, and the readings of the
-// independent readers to compare them with.
+// Helpers of the Nikon note tests: documents of the corpus files, notes as segments.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,6 +15,7 @@
 #include "exif/makernote_handler.h"
 #include "makernote/makernote_install.h"
 #include "makernote/nikon.h"
+#include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 
 namespace nikontest {
@@ -37,35 +37,6 @@ inline ExifDocumentPtr OpenDocument(const std::filesystem::path& file, uint32_t*
 inline NikonContext* Nikon(ExifDocument* document) {
   if (!document || ExifMakerNoteFamily(document) != FamilyNikon) return nullptr;
   return dynamic_cast<NikonContext*>(document->makerNote->context.get());
-}
-
-// "Name: value" lines of `exiftool -n -S` for the given tag selection, as a map; withIds puts
-// the tag's number before its name ("0x0002 ISO").
-inline std::map<std::string, std::string> ExifToolTags(const std::filesystem::path& file,
-                                                       const std::string& selection, bool withIds = false) {
-  const std::string out = testsupport::RunCommand(std::string("exiftool -a -n -S ") + (withIds ? "-H " : "") +
-                                                  selection + " " +
-                                                  testsupport::ShellQuote(file.string()) + " 2>/dev/null");
-  std::map<std::string, std::string> tags;
-  size_t at = 0;
-  while (at < out.size()) {
-    size_t end = out.find('\n', at);
-    if (end == std::string::npos) end = out.size();
-    const std::string line = out.substr(at, end - at);
-    const size_t colon = line.find(": ");
-    // The first reading of a name wins: the main table comes before the sub-tables that reuse
-    // its names (the D90's ISO of its ISO info block, for one).
-    if (colon != std::string::npos) tags.emplace(line.substr(0, colon), line.substr(colon + 2));
-    at = end + 1;
-  }
-  return tags;
-}
-
-// The preview ExifTool extracts from a file, or empty.
-inline std::vector<unsigned char> ExifToolPreview(const std::filesystem::path& file) {
-  const std::string out = testsupport::RunCommand("exiftool -b -PreviewImage " +
-                                                  testsupport::ShellQuote(file.string()) + " 2>/dev/null");
-  return std::vector<unsigned char>(out.begin(), out.end());
 }
 
 // A payload "Exif\0\0" + note, and the tag 37500 that points at the note's first byte.

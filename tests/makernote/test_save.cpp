@@ -1,5 +1,5 @@
 // The save path's decisions: a read-only destination, the recorded move of a note carried as
-// bytes, a cancelled question, and a note that fails to parse.
+// bytes, a cancelled question, an equal-size patch (a note that fails to parse: NikonBadInput).
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -7,7 +7,6 @@
 
 #include "exif/exif_reader.h"
 #include "exif/jpeg_file.h"
-#include "makernote/makernote_one_table.h"
 #include "makernote/makernote_recognise.h"
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
@@ -155,50 +154,4 @@ TEST(SaveFile, EqualSizeEditPatchesWithoutQuestions) {
   EXPECT_TRUE(script.asked.empty());
   EXPECT_EQ(ReadPlace(destination).place, ReadPlace(source).place);
   EXPECT_EQ(testsupport::ReadBytes(destination).size(), testsupport::ReadBytes(source).size());
-}
-
-namespace {
-
-// A handler that recognises every note and never reads one: a note that fails to parse.
-struct FailingContext : MakerNoteOneTableContext {
-  int Parse(const uint8_t*, uint32_t, uint32_t, const TagEntry*) override { return 0; }
-  int Build(uint8_t*, uint32_t, uint32_t*) override { return 0; }
-};
-int FailingRecognise(const uint8_t* segment, uint32_t size, TagEntry* tag, uint32_t bias,
-                     std::unique_ptr<MakerNoteHandler>* out) {
-  auto handler = std::make_unique<MakerNoteHandler>();
-  handler->family = FamilyPentax;
-  handler->context = std::make_unique<FailingContext>();
-  handler->segment = segment;
-  handler->segmentSize = size;
-  handler->noteTag = tag;
-  handler->offsetBias = bias;
-  *out = std::move(handler);
-  return 1;
-}
-
-}  // namespace
-
-TEST(SaveFile, NoteThatFailsToParseLeavesTheSourceUntouched) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers");
-  testsupport::ScratchDir scratch;
-  const fs::path source = CopyOf(scratch, kMovingNote, "source.jpg");
-  const auto before = testsupport::ReadBytes(source);
-  ExifDocumentPtr document = frameworktest::ReadDocument(source);
-  ASSERT_TRUE(document);
-  ExifCloseMakerNote(document.get());
-  static const MakerNoteRegistry failing{FailingRecognise, nullptr, nullptr, nullptr, nullptr};
-  ExifInstallMakerNotes(&failing);
-  const std::string artist(60, 'a');
-  ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, 61, artist.c_str());
-  Script script;
-  Prompt prompt{Scripted, &script};
-  ErrorClear();
-  const int result = ExifSaveFile(source.string(), source.string(), document.get(), &prompt, 1);
-  const uint32_t code = ErrorPeek();
-  MakerNoteInstall();
-  EXPECT_EQ(result, SaveFailed);
-  EXPECT_EQ(code, uint32_t(ErrMakerNoteParse));
-  EXPECT_TRUE(script.asked.empty());
-  EXPECT_EQ(testsupport::ReadBytes(source), before);
 }

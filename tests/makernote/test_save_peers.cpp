@@ -14,6 +14,7 @@
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
 #include "test_framework_support.h"
+#include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 #include "tests/support/tiff_builder.h"
 
@@ -24,32 +25,14 @@ namespace fs = std::filesystem;
 // A reading by a peer: key -> value text.
 using PeerReading = std::map<std::string, std::string>;
 
-// exiftool -j: one "Group:Name": value per line.
-PeerReading ReadWithExiftool(const fs::path& file) {
-  PeerReading reading;
-  std::istringstream lines(testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
-  for (std::string line; std::getline(lines, line);) {
-    const size_t colon = line.find("\": ");
-    if (line.size() < 4 || line[2] != '"' || colon == std::string::npos) continue;
-    std::string value = line.substr(colon + 3);
-    if (!value.empty() && value.back() == ',') value.pop_back();
-    reading[line.substr(3, colon - 3)] = value;
-  }
-  return reading;
-}
+PeerReading ReadWithExiftool(const fs::path& file) { return testsupport::ExifToolArgs(file); }
 
-// exiv2 -pv: "0x013b Image        Artist      Ascii   76  text"; keyed by group and name.
+// exiv2 -pv, keyed by group, name and tag: "Image:Artist:315" -> "Ascii 76 text".
 PeerReading ReadWithExiv2(const fs::path& file) {
   PeerReading reading;
-  std::istringstream lines(testsupport::RunCommand("exiv2 -pv " + testsupport::ShellQuote(file.string()) + " 2>/dev/null"));
-  for (std::string line; std::getline(lines, line);) {
-    std::istringstream fields(line);
-    std::string tag, group, name;
-    if (!(fields >> tag >> group >> name) || tag.rfind("0x", 0) != 0) continue;
-    std::string rest;
-    std::getline(fields, rest);
-    reading[group + ":" + name + ":" + tag] = rest;
-  }
+  for (const testsupport::Exiv2Row& row : testsupport::Exiv2Rows(file))
+    reading[row.group + ":" + row.name + ":" + std::to_string(row.tag)] =
+        row.type + " " + std::to_string(row.count) + " " + row.value;
   return reading;
 }
 
@@ -334,7 +317,9 @@ TEST(SavePeers, OtherByteOrderKeepsEveryOtherTag) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   if (!testsupport::HaveProgram("exiftool") || !testsupport::HaveProgram("exiv2"))
     GTEST_SKIP() << "exiftool and exiv2 are needed as independent readers";
-  SaveCorpus(Edit::OtherByteOrder, Answer::KeepOtherOrder);
+  // Most notes carried as bytes cannot be read in the other order and refuse; the files without
+  // one, or with a note their handler rebuilds, must save (a refusal is safe, but no answer).
+  EXPECT_GE(SaveCorpus(Edit::OtherByteOrder, Answer::KeepOtherOrder).written, 20);
 }
 
 // A thumbnail running past APP1, values outside a note of two families, an unknown note with a

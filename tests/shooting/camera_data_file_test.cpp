@@ -6,6 +6,8 @@
 #include "frame/error_stack.h"
 #include "shooting/camera_data_file.h"
 #include "shooting/shooting_fields.h"
+#include "shooting/shooting_to_exif.h"
+#include "shooting/shooting_to_makernote.h"
 #include "tests/shooting/shooting_test_data.h"
 #include "tests/support/test_support.h"
 
@@ -59,6 +61,14 @@ TEST(CameraDataFileSamples, EveryLayoutParsesIntoFullRecords) {
     // Columns the layout lacks stand as empty texts of count 1.
     const bool hasDate = (59u >> sample.dataType) & 1;
     EXPECT_EQ(FindEntry(file->frames.front(), TagShootingDate)->count > 1, hasDate);
+    // Every frame converts, with the film speed in both the Exif and the note.
+    for (uint32_t frame = 0; frame < sample.frames; ++frame) {
+      TagList exif, maker;
+      ASSERT_EQ(ShootingRecordToExif(file.get(), frame, &exif), 1);
+      ASSERT_EQ(ShootingRecordToMakerNote(file.get(), frame, &maker), 1);
+      EXPECT_NE(FindEntry(exif, 34855), nullptr);
+      EXPECT_NE(FindEntry(maker, 2), nullptr);
+    }
   }
 }
 
@@ -98,38 +108,45 @@ TEST(CameraDataFileSamples, SixColumnLayoutsAreNotToldApart) {
   EXPECT_EQ(result, 0);
 }
 
-TEST(CameraDataFileFailures, WrongFieldCountsFail) {
+// Layouts that read and layouts that fail, as whole files: {lines, data type -> read, frames}.
+TEST(CameraDataFileFailures, LayoutsThatReadAndLayoutsThatFail) {
   ScratchDir scratch;
   const std::string good = F6Frame({});
   const std::string shortLine = JoinFields(std::vector<std::string>(kRealF6Frame.begin(), kRealF6Frame.end() - 1));
-  // A frame line one column short, in the middle of the film.
-  EXPECT_FALSE(ReadF6Frames(scratch, {good, shortLine, good}));
-  EXPECT_FALSE(ReadF6Frames(scratch, {good, good + ",extra"}));
-  // A title line of the wrong count, although it is not kept.
-  EXPECT_FALSE(ReadLines(scratch, {kF6HeaderTitles, "400,32,000", "Frame number,Shutter speed", good}, 0));
-  // Header lines below the minimum: three fields for the F6, two for the F100.
-  EXPECT_FALSE(ReadLines(scratch, {"Film speed,Film number", "400,32", kF6ColumnTitles, good}, 0));
-  EXPECT_TRUE(ReadLines(scratch, {"Film speed,Film number", "200,12"}, 6));
-  EXPECT_FALSE(ReadLines(scratch, {"Film speed", "200"}, 6));
-}
-
-TEST(CameraDataFileFailures, LineOverTheReaderLimitIsReadAsTwoLines) {
-  ScratchDir scratch;
-  const std::string longTime(1100, '7');
-  EXPECT_FALSE(ReadF6Frames(scratch, {F6Frame({{16, longTime}})}));
-  // 1,023 bytes with the line feed still read as one line; one more byte splits it.
-  const std::string base = F6Frame({{16, ""}});
-  EXPECT_TRUE(ReadF6Frames(scratch, {base + std::string(1022 - base.size(), '7')}));
-  EXPECT_FALSE(ReadF6Frames(scratch, {base + std::string(1023 - base.size(), '7')}));
-}
-
-TEST(CameraDataFileFailures, ShortAndEmptyFiles) {
-  ScratchDir scratch;
-  CameraDataFilePtr file = ReadLines(scratch, {kF6HeaderTitles, "400,32,000"}, 0);
-  ASSERT_TRUE(file);
-  EXPECT_EQ(CameraDataFileFrameCount(file.get()), 0u);
-  EXPECT_TRUE(ReadLines(scratch, {}, 0));
-  EXPECT_FALSE(ReadLines(scratch, {kF6HeaderTitles, "400,32,000"}, 8));
+  const std::string noTime = F6Frame({{16, ""}});
+  const std::vector<std::string> f6{kF6HeaderTitles, "400,32,000", kF6ColumnTitles};
+  auto F6 = [&](std::vector<std::string> frames) {
+    frames.insert(frames.begin(), f6.begin(), f6.end());
+    return frames;
+  };
+  const struct {
+    const char* what;
+    std::vector<std::string> lines;
+    uint32_t dataType;
+    bool reads;
+    uint32_t frames;
+  } rows[] = {
+      {"a frame line one column short", F6({good, shortLine, good}), 0, false, 0},
+      {"a frame line one column long", F6({good, good + ",extra"}), 0, false, 0},
+      {"a title line of the wrong count", {kF6HeaderTitles, "400,32,000", "Frame number,Shutter speed", good}, 0, false, 0},
+      {"an F6 header of two fields", {"Film speed,Film number", "400,32", kF6ColumnTitles, good}, 0, false, 0},
+      {"an F100 header of two fields", {"Film speed,Film number", "200,12"}, 6, true, 0},
+      {"an F100 header of one field", {"Film speed", "200"}, 6, false, 0},
+      {"a line over the reader's limit", F6({F6Frame({{16, std::string(1100, '7')}})}), 0, false, 0},
+      {"1,023 bytes with the line feed", F6({noTime + std::string(1022 - noTime.size(), '7')}), 0, true, 1},
+      {"1,024 bytes with the line feed", F6({noTime + std::string(1023 - noTime.size(), '7')}), 0, false, 0},
+      {"a comma inside quotes", F6({F6Frame({{13, "\"AE, Lock\""}})}), 0, false, 0},
+      {"a header without frames", {kF6HeaderTitles, "400,32,000"}, 0, true, 0},
+      {"an empty file", {}, 0, true, 0},
+      {"an unknown data type", {kF6HeaderTitles, "400,32,000"}, 8, false, 0},
+  };
+  for (const auto& row : rows) {
+    CameraDataFilePtr file = ReadLines(scratch, row.lines, row.dataType);
+    EXPECT_EQ(bool(file), row.reads) << row.what;
+    if (file) {
+      EXPECT_EQ(CameraDataFileFrameCount(file.get()), row.frames) << row.what;
+    }
+  }
 }
 
 TEST(CameraDataFileFailures, PathsThatAreNoFile) {
@@ -156,13 +173,8 @@ TEST(CameraDataFileFields, EmptyAndMissingColumns) {
   EXPECT_EQ(FindEntry(record, TagShootingTime)->count, 1u);
   EXPECT_EQ(FindEntry(record, TagAperture)->count, 1u);
   EXPECT_EQ(EntryText(*FindEntry(record, TagFocalLength)), "35");
-  // A comma inside quotes still ends a field, so such a line has one column too many.
-  EXPECT_FALSE(ReadF6Frames(scratch, {F6Frame({{13, "\"AE, Lock\""}})}));
-}
-
-TEST(CameraDataFileFields, F100HeaderThirdFieldIsTheFilmName) {
-  ScratchDir scratch;
-  CameraDataFilePtr file = ReadLines(scratch, {"Film speed,Film number", "200,12,Provia"}, 6);
+  // The F100 header's third field is the film name.
+  file = ReadLines(scratch, {"Film speed,Film number", "200,12,Provia"}, 6);
   ASSERT_TRUE(file);
   EXPECT_EQ(EntryText(*FindEntry(file->header, TagFilmName)), "Provia");
   EXPECT_EQ(FindEntry(file->header, TagCameraId)->count, 1u);

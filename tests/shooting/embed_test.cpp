@@ -17,6 +17,7 @@
 #include "shooting/embed.h"
 #include "shooting/engine_install.h"
 #include "shooting/shooting_fields.h"
+#include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -120,22 +121,6 @@ class Embed : public ::testing::Test {
 fs::path RealRoll() { return testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film032-36frames.txt"; }
 fs::path RealThreeFrames() { return testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film022-3frames.txt"; }
 
-// One exiftool process reads the whole roll: one tab-separated line per file, in name order.
-std::map<std::string, std::vector<std::string>> ExiftoolRoll(const fs::path& folder) {
-  const std::string command =
-      "exiftool -q -T -n -FileName -ExposureTime -FNumber -FocalLength -ExposureProgram -MeteringMode "
-      "-DateTimeOriginal -ExifIFD:ISO -Nikon:Lens -Nikon:FlashSetting -IFD0:Software -Nikon:MakerNoteVersion " +
-      testsupport::ShellQuote(folder.string());
-  std::map<std::string, std::vector<std::string>> rows;
-  std::stringstream output(testsupport::RunCommand(command));
-  std::string line;
-  while (std::getline(output, line)) {
-    std::vector<std::string> fields = SplitLine(line, '\t');
-    if (!fields.empty()) rows[fields[0]] = fields;
-  }
-  return rows;
-}
-
 TEST_F(Embed, RealRollWritesEveryFrameIntoItsScan) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   TAVEXON_REQUIRE_SHARED("samples/mv1/real");
@@ -146,7 +131,11 @@ TEST_F(Embed, RealRollWritesEveryFrameIntoItsScan) {
   EXPECT_EQ(EmbedJobState().written, 36u);
   EXPECT_TRUE(shown_.ids.empty());
   const auto frames = FrameColumns(RealRoll());
-  const auto rows = ExiftoolRoll(roll_);
+  // One exiftool process reads the whole roll.
+  const auto rows = testsupport::ExifToolTable(
+      {"FileName", "ExposureTime", "FNumber", "FocalLength", "ExposureProgram", "MeteringMode", "DateTimeOriginal",
+       "ExifIFD:ISO", "Nikon:Lens", "Nikon:FlashSetting", "IFD0:Software", "Nikon:MakerNoteVersion"},
+      {roll_});
   ASSERT_EQ(rows.size(), 36u);
   for (size_t i = 0; i < scans.size(); ++i) {
     SCOPED_TRACE(sources_[i].string());
