@@ -123,13 +123,13 @@ void TransformBlock(int32_t* coefficients, const int32_t* quant, int32_t* out) {
 }  // namespace
 
 template <bool Half>
-int JpegTransformUnit(const JpegDecoder& d, JpegUnit& unit, int32_t mcuCount) {
+int JpegTransformUnit(const JpegDecoder& d, JpegUnit& unit, int32_t firstMcu, int32_t mcuCount) {
   constexpr int32_t blockSamples = Half ? 16 : 64;
   for (int32_t c = 0; c < d.componentCount; ++c) {
     const JpegComponent& k = d.comp[c];
     if (!k.quant) return -1;  // a Tq that names no table
     const int32_t blocks = mcuCount * k.blocksPerMcu;
-    int32_t* coefficients = unit.coefficients[c].data();
+    int32_t* coefficients = unit.coefficients[c].data() + size_t(firstMcu) * size_t(k.blocksPerMcu) * 64;
     int32_t* samples = unit.samples[c].data();
     for (int32_t b = 0; b < blocks; ++b)
       TransformBlock<Half>(coefficients + size_t(b) * 64, k.quant, samples + size_t(b) * blockSamples);
@@ -137,5 +137,5 @@ int JpegTransformUnit(const JpegDecoder& d, JpegUnit& unit, int32_t mcuCount) {
   return 0;
 }
 
-template int JpegTransformUnit<false>(const JpegDecoder&, JpegUnit&, int32_t);
-template int JpegTransformUnit<true>(const JpegDecoder&, JpegUnit&, int32_t);
+template int JpegTransformUnit<false>(const JpegDecoder&, JpegUnit&, int32_t, int32_t);
+template int JpegTransformUnit<true>(const JpegDecoder&, JpegUnit&, int32_t, int32_t);

@@ -55,8 +55,12 @@ struct JpegComponent {
   const int32_t* quant = nullptr;
 };
 
+// MCUs transformed and coloured together, so that their samples are still in cache.
+constexpr int32_t kJpegChunkMcus = 8;
+
 // Buffers of one unit of work (an MCU row or one MCU), per component: coefficients (64 a
-// block, natural order, blocks in decode order) and samples (64 or 16 a block).
+// block, natural order, blocks in decode order) of the whole unit, and samples (64 or 16 a
+// block) of up to kJpegChunkMcus MCUs.
 struct JpegUnit {
   std::vector<int32_t> coefficients[3];
   std::vector<int32_t> samples[3];
@@ -117,15 +121,19 @@ void JpegBitsStart(JpegBits& bits, const uint8_t* begin, const uint8_t* end);
 int JpegEntropyDecodeRow(JpegDecoder& d, JpegUnit& unit);
 int JpegEntropyDecodeMcu(const JpegDecoder& d, JpegBits& bits, int32_t* predictor, JpegUnit& unit);
 
-// Transform (jpeg_idct.cpp): all blocks of a unit of mcuCount MCUs, coefficients cleared.
+// Transform (jpeg_idct.cpp): the blocks of MCUs firstMcu .. firstMcu + mcuCount - 1 of the
+// unit into its samples (MCU firstMcu first), coefficients cleared.
 template <bool Half>
-int JpegTransformUnit(const JpegDecoder& d, JpegUnit& unit, int32_t mcuCount);
+int JpegTransformUnit(const JpegDecoder& d, JpegUnit& unit, int32_t firstMcu, int32_t mcuCount);
 
 // Upsampling by replication and colour output (jpeg_colour.cpp): writes the MCUs mcuX to
 // mcuX + mcuCount - 1 of MCU row mcuY from the unit's samples (MCU 0 of the unit first).
 template <bool Half>
 void JpegColourUnit(JpegDecoder& d, const JpegUnit& unit, int32_t mcuX, int32_t mcuCount, int32_t mcuY);
 void JpegColourTablesBuild();
+// Transform and colour of a whole MCU row, chunk by chunk.
+template <bool Half>
+int JpegReconstructRow(JpegDecoder& d, JpegUnit& unit, int32_t mcuY);
 
 // Paths (jpeg_paths.cpp, jpeg_threads.cpp).
 void JpegUnitAllocate(const JpegDecoder& d, JpegUnit& unit, int32_t mcuCount);
