@@ -66,58 +66,60 @@ inline void RowPass(int32_t* in, const int32_t* quant, int32_t* y) {
   y[4] = Sub(sd, g7);
 }
 
-// Column pass of column k of the row results; Half keeps rows 0, 2, 4, 6 of it.
+// Column pass over the row results, every column by the same straight-line formulas so that
+// the loop runs on vectors; Half keeps rows 0, 2, 4, 6 of columns 0, 2, 4, 6. A column with
+// nothing but its first value gives Out(M(y0, c4)) in each row, as the formulas do; a block
+// whose rows 1 to 7 are all zero takes that shortcut as a whole.
 template <bool Half>
-inline void ColumnPass(const int32_t* ws, int k, int32_t* out) {
-  constexpr int N = Half ? 4 : 8;
-  const int32_t y0 = ws[k], y1 = ws[8 + k], y2 = ws[16 + k], y3 = ws[24 + k];
-  const int32_t y4 = ws[32 + k], y5 = ws[40 + k], y6 = ws[48 + k], y7 = ws[56 + k];
-  const int32_t column = Half ? k / 2 : k;
-  const int32_t A = M(y0, kC4);
-  // The test is on the scaled y0: a small DC alone takes the flat path.
-  if (A == 0 && (y1 | y2 | y3 | y4 | y5 | y6 | y7) == 0) {
-    for (int r = 0; r < N; ++r) out[r * N + column] = 128;
+inline void ColumnPass(const int32_t* ws, int32_t* out) {
+  constexpr int N = Half ? 4 : 8, S = Half ? 2 : 1;
+  int32_t rest = 0;
+  for (int i = 8; i < 64; ++i) rest |= ws[i];
+  if (rest == 0) {
+    for (int c = 0; c < N; ++c) {
+      const int32_t flat = Out(M(ws[c * S], kC4));
+      for (int r = 0; r < N; ++r) out[r * N + c] = flat;
+    }
     return;
   }
-  if ((y1 | y2 | y3 | y4 | y5 | y6 | y7) == 0) {
-    // DC alone: every output is A, as the full formulas give.
-    const int32_t flat = Out(A);
-    for (int r = 0; r < N; ++r) out[r * N + column] = flat;
-    return;
+  for (int c = 0; c < N; ++c) {
+    const int k = c * S;
+    const int32_t y0 = ws[k], y1 = ws[8 + k], y2 = ws[16 + k], y3 = ws[24 + k];
+    const int32_t y4 = ws[32 + k], y5 = ws[40 + k], y6 = ws[48 + k], y7 = ws[56 + k];
+    const int32_t A = M(y0, kC4), B = M(y4, kC4);
+    const int32_t s0 = Add(A, B), s1 = Sub(A, B);
+    const int32_t v = M(Add(y6, y2), kC4);
+    const int32_t e0 = M(Add(y2, v), kC2), e1 = M(Sub(y2, v), kC6);
+    const int32_t a = Add(y3, y1);
+    const int32_t t = M(Add(Add(y7, y5), a), kC4), w = M(Add(y5, y3), kC4);
+    const int32_t p = Add(y1, w), q = Sub(y1, w);
+    const int32_t f0 = M(Add(a, t), kC2), f1 = M(Sub(a, t), kC6);
+    const int32_t g1 = M(Add(p, f0), kC1), g7 = M(Sub(p, f0), kC7);
+    const int32_t g3 = M(Add(q, f1), kC3), g5 = M(Sub(q, f1), kC5);
+    const int32_t se = Add(s0, e0), sd = Sub(s0, e0), te = Add(s1, e1), td = Sub(s1, e1);
+    if (Half) {
+      out[0 * N + c] = Out(Add(se, g1));
+      out[1 * N + c] = Out(Add(td, g5));
+      out[2 * N + c] = Out(Sub(sd, g7));
+      out[3 * N + c] = Out(Sub(te, g3));
+    } else {
+      out[0 * N + c] = Out(Add(se, g1));
+      out[7 * N + c] = Out(Sub(se, g1));
+      out[1 * N + c] = Out(Add(te, g3));
+      out[6 * N + c] = Out(Sub(te, g3));
+      out[2 * N + c] = Out(Add(td, g5));
+      out[5 * N + c] = Out(Sub(td, g5));
+      out[3 * N + c] = Out(Add(sd, g7));
+      out[4 * N + c] = Out(Sub(sd, g7));
+    }
   }
-  const int32_t B = M(y4, kC4);
-  const int32_t s0 = Add(A, B), s1 = Sub(A, B);
-  const int32_t v = M(Add(y6, y2), kC4);
-  const int32_t e0 = M(Add(y2, v), kC2), e1 = M(Sub(y2, v), kC6);
-  const int32_t a = Add(y3, y1);
-  const int32_t t = M(Add(Add(y7, y5), a), kC4), w = M(Add(y5, y3), kC4);
-  const int32_t p = Add(y1, w), q = Sub(y1, w);
-  const int32_t f0 = M(Add(a, t), kC2), f1 = M(Sub(a, t), kC6);
-  const int32_t g1 = M(Add(p, f0), kC1), g7 = M(Sub(p, f0), kC7);
-  const int32_t g3 = M(Add(q, f1), kC3), g5 = M(Sub(q, f1), kC5);
-  const int32_t se = Add(s0, e0), sd = Sub(s0, e0), te = Add(s1, e1), td = Sub(s1, e1);
-  if (Half) {
-    out[0 * N + column] = Out(Add(se, g1));
-    out[1 * N + column] = Out(Add(td, g5));
-    out[2 * N + column] = Out(Sub(sd, g7));
-    out[3 * N + column] = Out(Sub(te, g3));
-    return;
-  }
-  out[0 * N + column] = Out(Add(se, g1));
-  out[7 * N + column] = Out(Sub(se, g1));
-  out[1 * N + column] = Out(Add(te, g3));
-  out[6 * N + column] = Out(Sub(te, g3));
-  out[2 * N + column] = Out(Add(td, g5));
-  out[5 * N + column] = Out(Sub(td, g5));
-  out[3 * N + column] = Out(Add(sd, g7));
-  out[4 * N + column] = Out(Sub(sd, g7));
 }
 
 template <bool Half>
 void TransformBlock(int32_t* coefficients, const int32_t* quant, int32_t* out) {
   int32_t ws[64];
   for (int r = 0; r < 8; ++r) RowPass(coefficients + r * 8, quant + r * 8, ws + r * 8);
-  for (int k = 0; k < 8; k += Half ? 2 : 1) ColumnPass<Half>(ws, k, out);
+  ColumnPass<Half>(ws, out);
 }
 
 }  // namespace

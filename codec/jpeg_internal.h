@@ -16,20 +16,23 @@ constexpr int32_t kJpegReadChunk = 262144;
 // The largest picture we allocate: 2^28 pixels (a 768 MB raster).
 constexpr int64_t kJpegMaxPixels = int64_t(1) << 28;
 
-// One Huffman table. The fast table gives (length, symbol) for the next 8 bits; longer codes
-// are found through the canonical bounds of each length.
+// Bits looked ahead by the Huffman tables' fast paths.
+constexpr int32_t kJpegFastBits = 10;
+constexpr uint32_t kJpegFastMask = (1u << kJpegFastBits) - 1;
+
+// One Huffman table. The fast table gives (length, symbol) for the next kJpegFastBits bits;
+// longer codes are found through the canonical bounds of each length.
 struct JpegHuffman {
   int32_t tableClass = 0;
   int32_t id = 0;
   int32_t codeCounts[16] = {};
   std::vector<int32_t> codes;
   std::vector<int32_t> symbols;
-  uint8_t fastLength[256] = {};  // 0: no code of 8 bits or fewer starts so
-  uint8_t fastSymbol[256] = {};
-  int32_t shortCodeCount = 0;
-  // AC codes and their value together, by the next 9 bits: value << 8 | run << 4 | bits used;
-  // 0 where the code and its value do not fit in 9 bits or the value not in -128..127.
-  int16_t acFast[512] = {};
+  // length << 8 | symbol; 0 where no code of kJpegFastBits bits or fewer starts so.
+  uint16_t fast[1 << kJpegFastBits] = {};
+  // AC codes and their value together: value << 8 | run << 4 | bits used; 0 where the code
+  // and its value do not fit in kJpegFastBits bits or the value not in -128..127.
+  int16_t acFast[1 << kJpegFastBits] = {};
   int32_t maxCode[18] = {};      // largest code of each length, -1 for none
   int32_t valueOffset[18] = {};  // symbols index minus first code of each length
 };

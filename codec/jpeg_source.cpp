@@ -102,7 +102,7 @@ ParseStep ParseQuantTables(JpegDecoder& d) {
 }
 
 // Canonical codes from the counts; an over-full table (a code that does not fit its length)
-// fails. The fast table covers codes of 8 bits or fewer, the bounds every length.
+// fails. The fast table covers codes of kJpegFastBits bits or fewer, the bounds every length.
 bool HuffmanBuild(JpegHuffman& table) {
   int32_t code = 0, index = 0;
   for (int32_t length = 1; length <= 16; ++length) {
@@ -110,26 +110,24 @@ bool HuffmanBuild(JpegHuffman& table) {
     for (int32_t i = 0; i < table.codeCounts[length - 1]; ++i) table.codes[size_t(index++)] = code++;
     if (code > (1 << length)) return false;
     table.maxCode[length] = table.codeCounts[length - 1] ? code - 1 : -1;
-    if (length == 8) table.shortCodeCount = index;
     code <<= 1;
   }
   table.maxCode[17] = 0x7FFFFFFF;
-  std::memset(table.fastLength, 0, sizeof table.fastLength);
+  constexpr int32_t F = kJpegFastBits;
+  std::memset(table.fast, 0, sizeof table.fast);
   index = 0;
-  for (int32_t length = 1; length <= 8; ++length)
+  for (int32_t length = 1; length <= F; ++length)
     for (int32_t i = 0; i < table.codeCounts[length - 1]; ++i, ++index) {
-      const int32_t first = table.codes[size_t(index)] << (8 - length);
-      for (int32_t j = 0; j < (1 << (8 - length)); ++j) {
-        table.fastLength[first + j] = uint8_t(length);
-        table.fastSymbol[first + j] = uint8_t(table.symbols[size_t(index)]);
-      }
+      const int32_t first = table.codes[size_t(index)] << (F - length);
+      for (int32_t j = 0; j < (1 << (F - length)); ++j)
+        table.fast[first + j] = uint16_t(length << 8 | table.symbols[size_t(index)]);
     }
   std::memset(table.acFast, 0, sizeof table.acFast);
-  for (int32_t peek = 0; peek < 512; ++peek) {
-    const int32_t length = table.fastLength[peek >> 1], symbol = table.fastSymbol[peek >> 1];
+  for (int32_t peek = 0; peek < (1 << F); ++peek) {
+    const int32_t length = table.fast[peek] >> 8, symbol = table.fast[peek] & 0xFF;
     const int32_t run = symbol >> 4, size = symbol & 15;
-    if (length == 0 || size == 0 || length + size > 9) continue;
-    const int32_t bits = (peek >> (9 - length - size)) & ((1 << size) - 1);
+    if (length == 0 || size == 0 || length + size > F) continue;
+    const int32_t bits = (peek >> (F - length - size)) & ((1 << size) - 1);
     const int32_t value = bits < (1 << (size - 1)) ? bits - (1 << size) + 1 : bits;
     if (value >= -128 && value <= 127) table.acFast[peek] = int16_t(value * 256 + run * 16 + length + size);
   }
