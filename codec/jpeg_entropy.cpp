@@ -10,13 +10,14 @@
 
 namespace {
 
-// Natural index of each zig-zag position, padded with 15 entries so that a run past 63 lands
-// harmlessly before the check catches it.
-constexpr uint8_t kZigZag[64 + 16] = {
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33,
-    40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36,
-    29, 22, 15, 23, 30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54,
-    47, 55, 62, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63};
+// Where each zig-zag position lies in a block stored column by column (row r, column c at
+// c * 8 + r: the transform's first pass reads a column of rows at once), padded with 15
+// entries so that a run past 63 lands harmlessly before the check catches it.
+constexpr uint8_t kZigZagColumns[64 + 16] = {
+    0, 8, 1, 2, 9, 16, 24, 17, 10, 3, 4, 11, 18, 25, 32, 40, 33, 26, 19, 12,
+    5, 6, 13, 20, 27, 34, 41, 48, 56, 49, 42, 35, 28, 21, 14, 7, 15, 22, 29, 36,
+    43, 50, 57, 58, 51, 44, 37, 30, 23, 31, 38, 45, 52, 59, 60, 53, 46, 39, 47, 54,
+    61, 62, 55, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63};
 
 // The main reader hands the file's next chunk to its bits when they run dry.
 bool BitsRefill(JpegDecoder& d) {
@@ -152,7 +153,7 @@ inline int DecodeBlock(JpegBits& b, JpegDecoder* owner, const JpegHuffman& dc, c
       k += (fast >> 4) & 15;
       if (k > 63) return -1;
       b.bitCount -= uint32_t(fast & 15);
-      block[kZigZag[k]] = fast >> 8;
+      block[kZigZagColumns[k]] = fast >> 8;
       ++k;
       continue;
     }
@@ -166,7 +167,7 @@ inline int DecodeBlock(JpegBits& b, JpegDecoder* owner, const JpegHuffman& dc, c
     }
     k += r;
     if (k > 63) return -1;
-    block[kZigZag[k]] = Extend(BitsTake(b, uint32_t(size)), uint32_t(size));
+    block[kZigZagColumns[k]] = Extend(BitsTake(b, uint32_t(size)), uint32_t(size));
     ++k;
   }
   return 0;

@@ -16,6 +16,17 @@ constexpr int32_t kJpegReadChunk = 262144;
 // The largest picture we allocate: 2^28 pixels (a 768 MB raster).
 constexpr int64_t kJpegMaxPixels = int64_t(1) << 28;
 
+// Hot loops are compiled twice where the toolchain can choose at run time: for any x86-64
+// and for AVX2, whose eight lanes halve the transform's and the colour loops' work. Elsewhere
+// the one portable build is used.
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__linux__)
+#define TAVEXON_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#define TAVEXON_INLINE [[gnu::always_inline]] inline  // so that each clone has its own copy
+#else
+#define TAVEXON_VECTOR_CLONES
+#define TAVEXON_INLINE inline
+#endif
+
 // Bits looked ahead by the Huffman tables' fast paths.
 constexpr int32_t kJpegFastBits = 10;
 constexpr uint32_t kJpegFastMask = (1u << kJpegFastBits) - 1;
@@ -62,7 +73,7 @@ struct JpegComponent {
 constexpr int32_t kJpegChunkMcus = 8;
 
 // Buffers of one unit of work (an MCU row or one MCU), per component: coefficients (64 a
-// block, natural order, blocks in decode order) of the whole unit, and samples (64 or 16 a
+// block, column by column: row r, column c at c * 8 + r; blocks in decode order) of the whole unit, and samples (64 or 16 a
 // block) of up to kJpegChunkMcus MCUs.
 struct JpegUnit {
   std::vector<int32_t> coefficients[3];
@@ -92,7 +103,7 @@ struct JpegDecoder {
   int32_t maxH = 1, maxV = 1, mcusPerRow = 0, mcuRows = 0;
   int32_t quantTableCount = 0;
   int32_t quantTableId[kJpegMaxTables] = {};
-  int32_t quantTable[kJpegMaxTables][64] = {};
+  int32_t quantTable[kJpegMaxTables][64] = {};  // column by column, as the blocks
   int32_t restartInterval = 0, restartCounter = 0;
   int32_t huffmanTableCount = 0;
   JpegHuffman huffman[kJpegMaxTables];

@@ -9,11 +9,13 @@
 
 namespace {
 
-// Natural index of each zig-zag position, padded so that a corrupt run cannot index past it.
-constexpr uint8_t kZigZag[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
-                                 12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
-                                 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
-                                 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+// Where each zig-zag position lies in a table stored column by column (row r, column c at
+// c * 8 + r), as the transform reads it.
+constexpr uint8_t kZigZagColumns[64] = {
+    0, 8, 1, 2, 9, 16, 24, 17, 10, 3, 4, 11, 18, 25, 32, 40, 33, 26, 19, 12,
+    5, 6, 13, 20, 27, 34, 41, 48, 56, 49, 42, 35, 28, 21, 14, 7, 15, 22, 29, 36,
+    43, 50, 57, 58, 51, 44, 37, 30, 23, 31, 38, 45, 52, 59, 60, 53, 46, 39, 47, 54,
+    61, 62, 55, 63};
 
 // The parser's outcome: go on, stop with success at SOS, or fail.
 enum ParseStep { ParseMore, ParseScan, ParseFail };
@@ -96,7 +98,7 @@ ParseStep ParseQuantTables(JpegDecoder& d) {
     const int32_t index = d.quantTableCount++;
     d.quantTableId[index] = selector & 15;
     for (int32_t k = 0; k < 64; ++k)
-      if (!SourceByte(d, &d.quantTable[index][kZigZag[k]])) return ParseFail;
+      if (!SourceByte(d, &d.quantTable[index][kZigZagColumns[k]])) return ParseFail;
   }
   return ParseMore;
 }
