@@ -1,9 +1,13 @@
 #include "codec/jpeg_encoder.h"
 
 #include <sys/stat.h>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 
@@ -91,6 +95,20 @@ inline void EmitByte(JpegEncoder* e, uint8_t byte) {
 // The worst MCU (4 by 4 luminance blocks and two chroma blocks, every coefficient coded with the
 // longest code, every byte stuffed) takes under 8 KiB; room is made before each MCU.
 constexpr size_t kMcuRoom = 8192;
+// The output buffer at its first size. A large one is asked for on huge pages: in a fresh
+// buffer each small page costs a fault, and those faults cost more than the coding.
+void OutputStart(std::vector<uint8_t>& output, size_t bytes) {
+  output.clear();
+  output.reserve(bytes);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  constexpr uintptr_t kHuge = uintptr_t(2) << 20;
+  const uintptr_t begin = (reinterpret_cast<uintptr_t>(output.data()) + kHuge - 1) & ~(kHuge - 1);
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(output.data()) + bytes) & ~(kHuge - 1);
+  if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#endif
+  output.resize(bytes);
+}
+
 void EnsureRoom(JpegEncoder* e) {
   if (e->output.size() - e->outputPosition < kMcuRoom)
     e->output.resize(std::max(e->output.size() * 2, e->outputPosition + kMcuRoom));
@@ -232,40 +250,44 @@ struct Source {
 
 inline int32_t Limit(int32_t value) { return std::clamp<int32_t>(int16_t(value), -128, 127); }
 
-// Fetches one MCU: the luminance blocks in h-by-v order, and the chroma at full resolution.
-void FetchMcu(const JpegEncoder* e, const Source& source, uint32_t mcuX, uint32_t mcuY, int32_t* yBlocks,
-              int32_t* cbFull, int32_t* crFull) {
+// A pixel's luminance and chroma from the tables, limited to -128..127.
+inline int32_t LumaOf(const JpegEncoder* e, const uint8_t* pixel) {
   const auto& t = e->colourTables;
-  const uint32_t mcuWidth = 8 * e->hSampling, mcuHeight = 8 * e->vSampling;
-  const uint32_t firstColumn = mcuX * mcuWidth;
-  const uint32_t inside = firstColumn < e->width ? std::min(mcuWidth, e->width - firstColumn) : 0;
-  for (uint32_t dy = 0; dy < mcuHeight; ++dy) {
-    const uint32_t row = std::min(mcuY * mcuHeight + dy, e->height - 1);  // past the end: the last row
-    const uint8_t* pixel = source.Row(row, e->height) + 3 * size_t(firstColumn);
-    int32_t* yRow = yBlocks + 64 * (dy / 8) * e->hSampling + 8 * (dy % 8);
-    int32_t* cbRow = cbFull + dy * mcuWidth;
-    int32_t* crRow = crFull + dy * mcuWidth;
-    int32_t y = 0, cb = 0, cr = 0;
-    for (uint32_t dx = 0; dx < mcuWidth; ++dx, pixel += 3) {
-      if (dx < inside) {  // past the end: the previous sample of the row again
-        const uint8_t b = pixel[0], g = pixel[1], r = pixel[2];
-        y = Limit((t[0][r] + t[1][g] + t[2][b] - 8388608 + 32767) >> 16);
-        cb = Limit((-t[3][r] - t[4][g] + t[5][b] + 32767) >> 16);
-        cr = Limit((t[6][r] - t[7][g] - t[8][b] + 32767) >> 16);
-      }
-      yRow[64 * (dx / 8) + dx % 8] = y;
-      cbRow[dx] = cb;
-      crRow[dx] = cr;
-    }
-  }
+  return Limit((t[0][pixel[2]] + t[1][pixel[1]] + t[2][pixel[0]] - 8388608 + 32767) >> 16);
+}
+inline int32_t BlueDifferenceOf(const JpegEncoder* e, const uint8_t* pixel) {
+  const auto& t = e->colourTables;
+  return Limit((-t[3][pixel[2]] - t[4][pixel[1]] + t[5][pixel[0]] + 32767) >> 16);
+}
+inline int32_t RedDifferenceOf(const JpegEncoder* e, const uint8_t* pixel) {
+  const auto& t = e->colourTables;
+  return Limit((t[6][pixel[2]] - t[7][pixel[1]] - t[8][pixel[0]] + 32767) >> 16);
 }
 
-// Decimation without averaging: every v-th row and every h-th column.
-void Subsample(const JpegEncoder* e, const int32_t* full, int32_t* block) {
-  const uint32_t mcuWidth = 8 * e->hSampling;
-  for (uint32_t row = 0; row < 8; ++row)
-    for (uint32_t column = 0; column < 8; ++column)
-      block[8 * row + column] = full[(row * e->vSampling) * mcuWidth + column * e->hSampling];
+// Fetches one MCU: the luminance blocks in h-by-v order, and the chroma blocks by decimation
+// without averaging (every v-th row, every h-th column), computed only where they are taken.
+// Past the picture's right edge a row repeats its last pixel; past the bottom, the last row.
+void FetchMcu(const JpegEncoder* e, const Source& source, uint32_t mcuX, uint32_t mcuY, int32_t* yBlocks,
+              int32_t* cb, int32_t* cr) {
+  const uint32_t h = e->hSampling, v = e->vSampling;
+  const uint32_t mcuWidth = 8 * h, mcuHeight = 8 * v;
+  const uint32_t firstColumn = mcuX * mcuWidth;
+  const uint32_t last = std::min(mcuWidth, e->width - firstColumn) - 1;  // firstColumn < width
+  for (uint32_t dy = 0; dy < mcuHeight; ++dy) {
+    const uint32_t row = std::min(mcuY * mcuHeight + dy, e->height - 1);
+    const uint8_t* pixels = source.Row(row, e->height) + 3 * size_t(firstColumn);
+    int32_t* yRow = yBlocks + 64 * (dy / 8) * h + 8 * (dy % 8);
+    for (uint32_t dx = 0; dx < mcuWidth; ++dx)
+      yRow[64 * (dx / 8) + dx % 8] = LumaOf(e, pixels + 3 * size_t(std::min(dx, last)));
+    if (dy % v != 0) continue;
+    int32_t* cbRow = cb + 8 * (dy / v);
+    int32_t* crRow = cr + 8 * (dy / v);
+    for (uint32_t column = 0; column < 8; ++column) {
+      const uint8_t* pixel = pixels + 3 * size_t(std::min(column * h, last));
+      cbRow[column] = BlueDifferenceOf(e, pixel);
+      crRow[column] = RedDifferenceOf(e, pixel);
+    }
+  }
 }
 
 void PutRestart(JpegEncoder* e, uint32_t markerCount) {
@@ -358,11 +380,11 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   const uint32_t interval = e->restartInterval == -1 ? e->mcusPerRow : uint32_t(e->restartInterval);
   const Source source{pixels, (size_t(width) * 3 + 3) & ~size_t(3)};
   const uint32_t blocks = e->hSampling * e->vSampling;
-  std::vector<int32_t> yBlocks(64 * blocks), cbFull(64 * blocks), crFull(64 * blocks);
+  std::vector<int32_t> yBlocks(64 * blocks);
   int32_t cb[64], cr[64];
   const EncoderHuffman& huffman = Huffman();
   const Quantiser luma(e->lumaTable), chroma(e->chromaTable);
-  e->output.assign(size_t(width) * height / 2 + kMcuRoom, 0);
+  OutputStart(e->output, size_t(width) * height / 2 + kMcuRoom);
   e->outputPosition = 0;
   e->bitBuffer = e->bitPosition = 0;
   e->dcPredictor[0] = e->dcPredictor[1] = e->dcPredictor[2] = 0;
@@ -372,9 +394,7 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   for (uint32_t mcuY = 0; mcuY < e->mcuRows; ++mcuY) {
     for (uint32_t mcuX = 0; mcuX < e->mcusPerRow; ++mcuX) {
       EnsureRoom(e);
-      FetchMcu(e, source, mcuX, mcuY, yBlocks.data(), cbFull.data(), crFull.data());
-      Subsample(e, cbFull.data(), cb);
-      Subsample(e, crFull.data(), cr);
+      FetchMcu(e, source, mcuX, mcuY, yBlocks.data(), cb, cr);
       bool coded = true;
       for (uint32_t b = 0; b < blocks && coded; ++b) {
         ForwardBlock(&yBlocks[64 * b], luma);
@@ -405,10 +425,12 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   return JpegEncoderOk;
 }
 
-int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
-  if (!e || e->output.empty() || e->failed) return JpegEncoderFailed;
+namespace {
+
+// Everything in front of the entropy-coded data: SOI, APP1, tables, SOF0, DRI, SOS.
+void HeaderOf(const JpegEncoder* e, std::vector<uint8_t>& out, size_t room) {
   out.clear();
-  out.reserve(2 + (e->exifSegment.empty() ? 0 : e->exifSegment.size() + 4) + 589 + 6 + 14 + e->output.size());
+  out.reserve(2 + (e->exifSegment.empty() ? 0 : e->exifSegment.size() + 4) + 589 + 6 + 14 + room);
   out.insert(out.end(), {0xFF, 0xD8});
   if (!e->exifSegment.empty()) {
     out.insert(out.end(), {0xFF, 0xE1});
@@ -432,6 +454,13 @@ int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
     PutU16(out, e->restartInterval == -1 ? e->mcusPerRow : uint32_t(e->restartInterval));
   }
   out.insert(out.end(), {0xFF, 0xDA, 0x00, 0x0C, 0x03, 0x00, 0x00, 0x01, 0x11, 0x02, 0x11, 0x00, 0x3F, 0x00});
+}
+
+}  // namespace
+
+int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
+  if (!e || e->output.empty() || e->failed) return JpegEncoderFailed;
+  HeaderOf(e, out, e->output.size());
   out.insert(out.end(), e->output.begin(), e->output.end());
   return JpegEncoderOk;
 }
@@ -439,10 +468,13 @@ int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
 int JpegEncoderToFile(const JpegEncoder* e, const std::string& path) {
   struct stat existing;
   if (!e || ::stat(path.c_str(), &existing) == 0) return JpegEncoderFailed;
-  std::vector<uint8_t> file;
-  if (JpegEncoderToMemory(e, file) != JpegEncoderOk) return JpegEncoderFailed;
+  if (e->output.empty() || e->failed) return JpegEncoderFailed;
+  // The header and the coded data go out as they are, without a copy of the whole file.
+  std::vector<uint8_t> header;
+  HeaderOf(e, header, 0);
   std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(file.data()), std::streamsize(file.size()));
+  out.write(reinterpret_cast<const char*>(header.data()), std::streamsize(header.size()));
+  out.write(reinterpret_cast<const char*>(e->output.data()), std::streamsize(e->output.size()));
   out.close();
   if (!out) {
     std::remove(path.c_str());
