@@ -114,18 +114,35 @@ void EnsureRoom(JpegEncoder* e) {
     e->output.resize(std::max(e->output.size() * 2, e->outputPosition + kMcuRoom));
 }
 
+// Four whole bytes leave at once; one of them FF, they leave one by one for the stuffing.
+inline void EmitWord(JpegEncoder* e) {
+  e->bitPosition -= 32;
+  const uint32_t word = uint32_t(e->bitBuffer >> e->bitPosition);
+  if (((~word - 0x01010101u) & word & 0x80808080u) != 0) {
+    for (int shift = 24; shift >= 0; shift -= 8) EmitByte(e, uint8_t(word >> shift));
+    return;
+  }
+  uint8_t* out = e->output.data() + e->outputPosition;
+  out[0] = uint8_t(word >> 24);
+  out[1] = uint8_t(word >> 16);
+  out[2] = uint8_t(word >> 8);
+  out[3] = uint8_t(word);
+  e->outputPosition += 4;
+}
+
+// Up to 16 bits; pending bits stay below 32 between calls.
 inline void PutBits(JpegEncoder* e, uint32_t bits, uint32_t count) {
-  if (count == 0) return;
   e->bitBuffer = (e->bitBuffer << count) | (bits & ((1u << count) - 1));
   e->bitPosition += count;
+  if (e->bitPosition >= 32) EmitWord(e);
+}
+
+// Sends the pending whole bytes and pads a partial byte with zero bits.
+void FlushBits(JpegEncoder* e) {
   while (e->bitPosition >= 8) {
     e->bitPosition -= 8;
     EmitByte(e, uint8_t(e->bitBuffer >> e->bitPosition));
   }
-}
-
-// Pads a pending partial byte with zero bits.
-void FlushBits(JpegEncoder* e) {
   if (e->bitPosition == 0) return;
   EmitByte(e, uint8_t(e->bitBuffer << (8 - e->bitPosition)));
   e->bitBuffer = 0;
@@ -251,9 +268,8 @@ struct Source {
 inline int32_t Limit(int32_t value) { return std::clamp<int32_t>(int16_t(value), -128, 127); }
 
 // A pixel's luminance and chroma from the tables, limited to -128..127.
-inline int32_t LumaOf(const JpegEncoder* e, const uint8_t* pixel) {
-  const auto& t = e->colourTables;
-  return Limit((t[0][pixel[2]] + t[1][pixel[1]] + t[2][pixel[0]] - 8388608 + 32767) >> 16);
+inline int32_t LumaOf(const int32_t* red, const int32_t* green, const int32_t* blue, const uint8_t* pixel) {
+  return Limit((red[pixel[2]] + green[pixel[1]] + blue[pixel[0]] - 8388608 + 32767) >> 16);
 }
 inline int32_t BlueDifferenceOf(const JpegEncoder* e, const uint8_t* pixel) {
   const auto& t = e->colourTables;
@@ -273,12 +289,15 @@ void FetchMcu(const JpegEncoder* e, const Source& source, uint32_t mcuX, uint32_
   const uint32_t mcuWidth = 8 * h, mcuHeight = 8 * v;
   const uint32_t firstColumn = mcuX * mcuWidth;
   const uint32_t last = std::min(mcuWidth, e->width - firstColumn) - 1;  // firstColumn < width
+  const int32_t* red = e->colourTables[0].data();
+  const int32_t* green = e->colourTables[1].data();
+  const int32_t* blue = e->colourTables[2].data();
   for (uint32_t dy = 0; dy < mcuHeight; ++dy) {
     const uint32_t row = std::min(mcuY * mcuHeight + dy, e->height - 1);
     const uint8_t* pixels = source.Row(row, e->height) + 3 * size_t(firstColumn);
     int32_t* yRow = yBlocks + 64 * (dy / 8) * h + 8 * (dy % 8);
-    for (uint32_t dx = 0; dx < mcuWidth; ++dx)
-      yRow[64 * (dx / 8) + dx % 8] = LumaOf(e, pixels + 3 * size_t(std::min(dx, last)));
+    for (uint32_t dx = 0; dx <= last; ++dx) yRow[64 * (dx / 8) + dx % 8] = LumaOf(red, green, blue, pixels + 3 * dx);
+    for (uint32_t dx = last + 1; dx < mcuWidth; ++dx) yRow[64 * (dx / 8) + dx % 8] = yRow[64 * (last / 8) + last % 8];
     if (dy % v != 0) continue;
     int32_t* cbRow = cb + 8 * (dy / v);
     int32_t* crRow = cr + 8 * (dy / v);
