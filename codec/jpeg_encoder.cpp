@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "codec/hot_loops.h"
 #include "codec/jpeg_tables.h"
 
 const int32_t kJpegQuantOnes[64] = {
@@ -158,42 +159,51 @@ uint32_t BitLength(int32_t value) {
 // ((v >> 7) * c) >> 6, in 64 bits so that no product can overflow.
 inline int32_t Mul(int64_t v, int64_t c) { return int32_t(((v >> 7) * c) >> 6); }
 
-// One line of eight. The first pass takes samples and scales them up by 13 bits; the second
-// takes the first pass's results, already scaled.
-void ForwardLine(const int32_t* x, int stride, int32_t* out, int outStride, bool firstPass) {
-  const int32_t a0 = x[0] + x[7 * stride], a1 = x[stride] + x[6 * stride];
-  const int32_t a2 = x[3 * stride] + x[4 * stride], a3 = x[2 * stride] + x[5 * stride];
-  const int32_t d07 = x[0] - x[7 * stride], d16 = x[stride] - x[6 * stride];
-  const int32_t d25 = x[2 * stride] - x[5 * stride], d34 = x[3 * stride] - x[4 * stride];
-  const int shift = firstPass ? 13 : 0;
-  int32_t b0, b1, b2, b3;
-  if (firstPass) {
-    b0 = d07 * 4176;
-    b1 = d16 * 4926;
-    b2 = d25 * 7372;
-    b3 = d34 * 20995;
-  } else {
-    b0 = Mul(d07, 4176);
-    b1 = Mul(d16, 4926);
-    b2 = Mul(d25, 7372);
-    b3 = Mul(d34, 20995);
+// Eight lines of eight at once, line `lane` made of x[k * 8 + lane] (k = 0..7) and giving
+// out[j * 8 + lane], so that each step is one operation on all eight lines. The first pass
+// takes samples and scales them up by 13 bits; the second takes the first pass's results.
+template <bool First>
+TAVEXON_INLINE void ForwardLines(const int32_t* x, int32_t* out) {
+  constexpr int shift = First ? 13 : 0;
+  for (int lane = 0; lane < 8; ++lane) {
+    const int32_t x0 = x[lane], x1 = x[8 + lane], x2 = x[16 + lane], x3 = x[24 + lane];
+    const int32_t x4 = x[32 + lane], x5 = x[40 + lane], x6 = x[48 + lane], x7 = x[56 + lane];
+    const int32_t a0 = x0 + x7, a1 = x1 + x6, a2 = x3 + x4, a3 = x2 + x5;
+    const int32_t d07 = x0 - x7, d16 = x1 - x6, d25 = x2 - x5, d34 = x3 - x4;
+    int32_t b0, b1, b2, b3;
+    if (First) {
+      b0 = d07 * 4176;
+      b1 = d16 * 4926;
+      b2 = d25 * 7372;
+      b3 = d34 * 20995;
+    } else {
+      b0 = Mul(d07, 4176);
+      b1 = Mul(d16, 4926);
+      b2 = Mul(d25, 7372);
+      b3 = Mul(d34, 20995);
+    }
+    const int64_t p0 = int64_t(a0 + a2) << shift, p1 = int64_t(a1 + a3) << shift;
+    const int32_t d0 = Mul((int64_t(a0) << shift) - (int64_t(a2) << shift), 4433);
+    const int32_t d1 = Mul((int64_t(a1) << shift) - (int64_t(a3) << shift), 10703);
+    const int32_t e = d0 + d1, f = Mul(int64_t(d0) - d1, 5792);
+    const int32_t s = b3 + b0, t = b2 + b1;
+    const int32_t g0 = Mul(int64_t(b0) - b3, 4433), g1 = Mul(int64_t(b1) - b2, 10703);
+    const int32_t u = s + t, v = Mul(int64_t(s) - t, 5792), w = g0 + g1, z = Mul(int64_t(g0) - g1, 5792);
+    const int32_t y = w + z;
+    out[lane] = Mul(p0 + p1, 5792);
+    out[8 + lane] = u + y;
+    out[16 + lane] = e + f;
+    out[24 + lane] = y + v;
+    out[32 + lane] = Mul(p0 - p1, 5792);
+    out[40 + lane] = v + z;
+    out[48 + lane] = f;
+    out[56 + lane] = z;
   }
-  const int64_t p0 = int64_t(a0 + a2) << shift, p1 = int64_t(a1 + a3) << shift;
-  const int32_t d0 = Mul((int64_t(a0) << shift) - (int64_t(a2) << shift), 4433);
-  const int32_t d1 = Mul((int64_t(a1) << shift) - (int64_t(a3) << shift), 10703);
-  const int32_t e = d0 + d1, f = Mul(int64_t(d0) - d1, 5792);
-  const int32_t s = b3 + b0, t = b2 + b1;
-  const int32_t g0 = Mul(int64_t(b0) - b3, 4433), g1 = Mul(int64_t(b1) - b2, 10703);
-  const int32_t u = s + t, v = Mul(int64_t(s) - t, 5792), w = g0 + g1, z = Mul(int64_t(g0) - g1, 5792);
-  const int32_t y = w + z;
-  out[0] = Mul(p0 + p1, 5792);
-  out[outStride] = u + y;
-  out[2 * outStride] = e + f;
-  out[3 * outStride] = y + v;
-  out[4 * outStride] = Mul(p0 - p1, 5792);
-  out[5 * outStride] = v + z;
-  out[6 * outStride] = f;
-  out[7 * outStride] = z;
+}
+
+TAVEXON_INLINE void Transpose(const int32_t* in, int32_t* out) {
+  for (int r = 0; r < 8; ++r)
+    for (int c = 0; c < 8; ++c) out[c * 8 + r] = in[r * 8 + c];
 }
 
 // Division by a quantisation step as a multiplication: with m = ceil(2^32 / q), (x * m) >> 32
@@ -214,11 +224,14 @@ struct Quantiser {
   }
 };
 
-// Transforms and quantises one block in place (natural order).
-void ForwardBlock(int32_t* block, const Quantiser& quantiser) {
-  int32_t transposed[64];
-  for (int row = 0; row < 8; ++row) ForwardLine(block + 8 * row, 1, transposed + row, 8, true);
-  for (int column = 0; column < 8; ++column) ForwardLine(transposed + 8 * column, 1, block + column, 8, false);
+// Transforms and quantises one block in place (natural order): rows, then columns. Compiled
+// also for wider vectors, chosen at run time.
+TAVEXON_VECTOR_CLONES void ForwardBlock(int32_t* block, const Quantiser& quantiser) {
+  int32_t lines[64], rows[64];
+  Transpose(block, lines);
+  ForwardLines<true>(lines, rows);  // rows[j * 8 + r]: output j of row r
+  Transpose(rows, lines);
+  ForwardLines<false>(lines, block);
   for (int i = 0; i < 64; ++i) block[i] = quantiser.Apply(block[i] >> 15, i);
 }
 

@@ -9,23 +9,13 @@
 #include <mutex>
 #include <vector>
 
+#include "codec/hot_loops.h"
 #include "codec/jpeg_decoder.h"
 
 constexpr int kJpegMaxTables = 6;
 constexpr int32_t kJpegReadChunk = 262144;
 // The largest picture we allocate: 2^28 pixels (a 768 MB raster).
 constexpr int64_t kJpegMaxPixels = int64_t(1) << 28;
-
-// Hot loops are compiled twice where the toolchain can choose at run time: for any x86-64
-// and for AVX2, whose eight lanes halve the transform's and the colour loops' work. Elsewhere
-// the one portable build is used.
-#if defined(__GNUC__) && defined(__x86_64__) && defined(__linux__)
-#define TAVEXON_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
-#define TAVEXON_INLINE [[gnu::always_inline]] inline  // so that each clone has its own copy
-#else
-#define TAVEXON_VECTOR_CLONES
-#define TAVEXON_INLINE inline
-#endif
 
 // Bits looked ahead by the Huffman tables' fast paths.
 constexpr int32_t kJpegFastBits = 10;
