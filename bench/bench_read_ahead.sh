@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Reading the Exif of a folder of 2,000 JPEGs: one file at a time against the read-ahead reader
 # (asynchronous heads, and the worker pool), warm cache side by side in one hyperfine run, then
-# cold where this system lets the page cache be dropped (root, /proc/sys/vm/drop_caches).
+# cold when asked (`bench_read_ahead.sh cold`: drops the whole machine's page cache, so only on a
+# machine of one's own) and the system lets it (root, /proc/sys/vm/drop_caches).
 set -euo pipefail
 source "$(dirname "$0")/bench_common.sh"
 cd "$root"
@@ -21,12 +22,12 @@ hyperfine --warmup 2 --runs 10 -N --export-markdown "$work/warm.md" \
   -n "read-ahead, asynchronous heads (warm)" "$reader $work 1" \
   -n "read-ahead, worker pool (warm)" "$reader $work 2" 2>&1 | grep -v '^ *$'
 cat "$work/warm.md"
-if sync && echo 3 2>/dev/null >/proc/sys/vm/drop_caches; then
+if [ "${1:-}" = cold ] && sync && echo 3 2>/dev/null >/proc/sys/vm/drop_caches; then
   hyperfine --runs 5 -N --prepare "sh -c 'sync; echo 3 >/proc/sys/vm/drop_caches'" --export-markdown "$work/cold.md" \
     -n "one at a time (cold)" "$reader $work 0" \
     -n "read-ahead, asynchronous heads (cold)" "$reader $work 1" \
     -n "read-ahead, worker pool (cold)" "$reader $work 2" 2>&1 | grep -v '^ *$'
   cat "$work/cold.md"
 else
-  echo "cold cache: this system does not let the page cache be dropped; warm figures only"
+  echo "cold cache: not asked for (bench_read_ahead.sh cold), or not allowed here; warm figures only"
 fi
