@@ -5,6 +5,7 @@
 
 #include "cli/cli_output.h"
 #include "cli/commands.h"
+#include "codec/thumbnail.h"
 #include "shooting/engine_install.h"
 
 int main(int argc, char** argv) {
@@ -12,6 +13,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.set_version_flag("--version", "Tavexon Version 0.9.0b");
   EngineInstall();
+  CodecInstall();
   CliDumpRegister(app);
   CliSetRegister(app);
   CliEmbedRegister(app);

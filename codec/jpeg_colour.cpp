@@ -8,9 +8,9 @@
 namespace {
 
 // Tables addressed by sample value s (-128..383) through an offset of 128, and the clamp
-// table by any colour sum the limited samples can give (-1024..1023).
+// table by any sample plus offset the limited samples can give (-1024..1023).
 struct ColourTables {
-  int32_t y[512], crToRed[512], crToGreen[512], cbToGreen[512], cbToBlue[512];
+  int32_t crToRed[512], crToGreen[512], cbToGreen[512], cbToBlue[512];
   uint8_t clamp[2048];
 };
 
@@ -19,7 +19,6 @@ const ColourTables& Tables() {
     ColourTables t{};
     for (int32_t index = 0; index < 512; ++index) {
       const int32_t s = index - 128, i = s - 128;
-      t.y[index] = s * 65536;
       // Formed in double precision in this order, truncated toward zero.
       t.crToRed[index] = int32_t(i * 1.402 * 65536);
       t.crToGreen[index] = int32_t(i * 0.71414 * 65536);
@@ -42,22 +41,35 @@ inline const int32_t* SampleAt(const JpegDecoder& d, const JpegUnit& unit, int32
   return unit.samples[c].data() + size_t(block) * N * N + size_t(cy % N) * N + size_t(cx % N);
 }
 
-// n pixels of three components; chroma advances one sample every HR pixels (0: per pixel
-// through SampleAt, for unusual layouts).
+// The colour of a pixel is its luminance sample plus one offset per channel that depends on
+// the chroma pair alone: the luminance term is s * 65536, so (s * 65536 + 32768 + v) >> 16
+// is exactly s + ((v + 32768) >> 16), and one pair serves every pixel it is replicated to.
+struct ChromaOffsets {
+  int32_t blue, green, red;
+};
+
+inline ChromaOffsets OffsetsOf(const ColourTables& t, int32_t cb, int32_t cr) {
+  return {(t.cbToBlue[128 + cb] + 32768) >> 16, (32768 - t.cbToGreen[128 + cb] - t.crToGreen[128 + cr]) >> 16,
+          (t.crToRed[128 + cr] + 32768) >> 16};
+}
+
+// n pixels of three components (n a multiple of HR); chroma advances one sample every HR
+// pixels. Each channel is one lookup in the clamp table moved by that channel's offset.
 template <int HR>
 inline void ColourRun(const ColourTables& t, const int32_t* yp, const int32_t* cbp, const int32_t* crp, int32_t n,
                       uint8_t* out) {
-  const int32_t* yTab = t.y + 128;
-  const int32_t* cbB = t.cbToBlue + 128;
-  const int32_t* cbG = t.cbToGreen + 128;
-  const int32_t* crG = t.crToGreen + 128;
-  const int32_t* crR = t.crToRed + 128;
   const uint8_t* clamp = t.clamp + 1024;
-  for (int32_t i = 0; i < n; ++i, out += 3) {
-    const int32_t y = yTab[yp[i]] + 32768, cb = cbp[i / HR], cr = crp[i / HR];
-    out[0] = clamp[(cbB[cb] + y) >> 16];
-    out[1] = clamp[(y - cbG[cb] - crG[cr]) >> 16];
-    out[2] = clamp[(crR[cr] + y) >> 16];
+  for (int32_t j = 0; j < n / HR; ++j) {
+    const ChromaOffsets o = OffsetsOf(t, cbp[j], crp[j]);
+    const uint8_t* blue = clamp + o.blue;
+    const uint8_t* green = clamp + o.green;
+    const uint8_t* red = clamp + o.red;
+    for (int32_t h = 0; h < HR; ++h, out += 3) {
+      const int32_t s = yp[j * HR + h];
+      out[0] = blue[s];
+      out[1] = green[s];
+      out[2] = red[s];
+    }
   }
 }
 

@@ -1,12 +1,17 @@
 #include "codec/jpeg_encoder.h"
 
 #include <sys/stat.h>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 
+#include "codec/hot_loops.h"
 #include "codec/jpeg_tables.h"
 
 const int32_t kJpegQuantOnes[64] = {
@@ -91,23 +96,54 @@ inline void EmitByte(JpegEncoder* e, uint8_t byte) {
 // The worst MCU (4 by 4 luminance blocks and two chroma blocks, every coefficient coded with the
 // longest code, every byte stuffed) takes under 8 KiB; room is made before each MCU.
 constexpr size_t kMcuRoom = 8192;
+// The output buffer at its first size. A large one is asked for on huge pages: in a fresh
+// buffer each small page costs a fault, and those faults cost more than the coding.
+void OutputStart(std::vector<uint8_t>& output, size_t bytes) {
+  output.clear();
+  output.reserve(bytes);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  constexpr uintptr_t kHuge = uintptr_t(2) << 20;
+  const uintptr_t begin = (reinterpret_cast<uintptr_t>(output.data()) + kHuge - 1) & ~(kHuge - 1);
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(output.data()) + bytes) & ~(kHuge - 1);
+  if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#endif
+  output.resize(bytes);
+}
+
 void EnsureRoom(JpegEncoder* e) {
   if (e->output.size() - e->outputPosition < kMcuRoom)
     e->output.resize(std::max(e->output.size() * 2, e->outputPosition + kMcuRoom));
 }
 
+// Four whole bytes leave at once; one of them FF, they leave one by one for the stuffing.
+inline void EmitWord(JpegEncoder* e) {
+  e->bitPosition -= 32;
+  const uint32_t word = uint32_t(e->bitBuffer >> e->bitPosition);
+  if (((~word - 0x01010101u) & word & 0x80808080u) != 0) {
+    for (int shift = 24; shift >= 0; shift -= 8) EmitByte(e, uint8_t(word >> shift));
+    return;
+  }
+  uint8_t* out = e->output.data() + e->outputPosition;
+  out[0] = uint8_t(word >> 24);
+  out[1] = uint8_t(word >> 16);
+  out[2] = uint8_t(word >> 8);
+  out[3] = uint8_t(word);
+  e->outputPosition += 4;
+}
+
+// Up to 16 bits; pending bits stay below 32 between calls.
 inline void PutBits(JpegEncoder* e, uint32_t bits, uint32_t count) {
-  if (count == 0) return;
   e->bitBuffer = (e->bitBuffer << count) | (bits & ((1u << count) - 1));
   e->bitPosition += count;
+  if (e->bitPosition >= 32) EmitWord(e);
+}
+
+// Sends the pending whole bytes and pads a partial byte with zero bits.
+void FlushBits(JpegEncoder* e) {
   while (e->bitPosition >= 8) {
     e->bitPosition -= 8;
     EmitByte(e, uint8_t(e->bitBuffer >> e->bitPosition));
   }
-}
-
-// Pads a pending partial byte with zero bits.
-void FlushBits(JpegEncoder* e) {
   if (e->bitPosition == 0) return;
   EmitByte(e, uint8_t(e->bitBuffer << (8 - e->bitPosition)));
   e->bitBuffer = 0;
@@ -123,42 +159,51 @@ uint32_t BitLength(int32_t value) {
 // ((v >> 7) * c) >> 6, in 64 bits so that no product can overflow.
 inline int32_t Mul(int64_t v, int64_t c) { return int32_t(((v >> 7) * c) >> 6); }
 
-// One line of eight. The first pass takes samples and scales them up by 13 bits; the second
-// takes the first pass's results, already scaled.
-void ForwardLine(const int32_t* x, int stride, int32_t* out, int outStride, bool firstPass) {
-  const int32_t a0 = x[0] + x[7 * stride], a1 = x[stride] + x[6 * stride];
-  const int32_t a2 = x[3 * stride] + x[4 * stride], a3 = x[2 * stride] + x[5 * stride];
-  const int32_t d07 = x[0] - x[7 * stride], d16 = x[stride] - x[6 * stride];
-  const int32_t d25 = x[2 * stride] - x[5 * stride], d34 = x[3 * stride] - x[4 * stride];
-  const int shift = firstPass ? 13 : 0;
-  int32_t b0, b1, b2, b3;
-  if (firstPass) {
-    b0 = d07 * 4176;
-    b1 = d16 * 4926;
-    b2 = d25 * 7372;
-    b3 = d34 * 20995;
-  } else {
-    b0 = Mul(d07, 4176);
-    b1 = Mul(d16, 4926);
-    b2 = Mul(d25, 7372);
-    b3 = Mul(d34, 20995);
+// Eight lines of eight at once, line `lane` made of x[k * 8 + lane] (k = 0..7) and giving
+// out[j * 8 + lane], so that each step is one operation on all eight lines. The first pass
+// takes samples and scales them up by 13 bits; the second takes the first pass's results.
+template <bool First>
+TAVEXON_INLINE void ForwardLines(const int32_t* x, int32_t* out) {
+  constexpr int shift = First ? 13 : 0;
+  for (int lane = 0; lane < 8; ++lane) {
+    const int32_t x0 = x[lane], x1 = x[8 + lane], x2 = x[16 + lane], x3 = x[24 + lane];
+    const int32_t x4 = x[32 + lane], x5 = x[40 + lane], x6 = x[48 + lane], x7 = x[56 + lane];
+    const int32_t a0 = x0 + x7, a1 = x1 + x6, a2 = x3 + x4, a3 = x2 + x5;
+    const int32_t d07 = x0 - x7, d16 = x1 - x6, d25 = x2 - x5, d34 = x3 - x4;
+    int32_t b0, b1, b2, b3;
+    if (First) {
+      b0 = d07 * 4176;
+      b1 = d16 * 4926;
+      b2 = d25 * 7372;
+      b3 = d34 * 20995;
+    } else {
+      b0 = Mul(d07, 4176);
+      b1 = Mul(d16, 4926);
+      b2 = Mul(d25, 7372);
+      b3 = Mul(d34, 20995);
+    }
+    const int64_t p0 = int64_t(a0 + a2) << shift, p1 = int64_t(a1 + a3) << shift;
+    const int32_t d0 = Mul((int64_t(a0) << shift) - (int64_t(a2) << shift), 4433);
+    const int32_t d1 = Mul((int64_t(a1) << shift) - (int64_t(a3) << shift), 10703);
+    const int32_t e = d0 + d1, f = Mul(int64_t(d0) - d1, 5792);
+    const int32_t s = b3 + b0, t = b2 + b1;
+    const int32_t g0 = Mul(int64_t(b0) - b3, 4433), g1 = Mul(int64_t(b1) - b2, 10703);
+    const int32_t u = s + t, v = Mul(int64_t(s) - t, 5792), w = g0 + g1, z = Mul(int64_t(g0) - g1, 5792);
+    const int32_t y = w + z;
+    out[lane] = Mul(p0 + p1, 5792);
+    out[8 + lane] = u + y;
+    out[16 + lane] = e + f;
+    out[24 + lane] = y + v;
+    out[32 + lane] = Mul(p0 - p1, 5792);
+    out[40 + lane] = v + z;
+    out[48 + lane] = f;
+    out[56 + lane] = z;
   }
-  const int64_t p0 = int64_t(a0 + a2) << shift, p1 = int64_t(a1 + a3) << shift;
-  const int32_t d0 = Mul((int64_t(a0) << shift) - (int64_t(a2) << shift), 4433);
-  const int32_t d1 = Mul((int64_t(a1) << shift) - (int64_t(a3) << shift), 10703);
-  const int32_t e = d0 + d1, f = Mul(int64_t(d0) - d1, 5792);
-  const int32_t s = b3 + b0, t = b2 + b1;
-  const int32_t g0 = Mul(int64_t(b0) - b3, 4433), g1 = Mul(int64_t(b1) - b2, 10703);
-  const int32_t u = s + t, v = Mul(int64_t(s) - t, 5792), w = g0 + g1, z = Mul(int64_t(g0) - g1, 5792);
-  const int32_t y = w + z;
-  out[0] = Mul(p0 + p1, 5792);
-  out[outStride] = u + y;
-  out[2 * outStride] = e + f;
-  out[3 * outStride] = y + v;
-  out[4 * outStride] = Mul(p0 - p1, 5792);
-  out[5 * outStride] = v + z;
-  out[6 * outStride] = f;
-  out[7 * outStride] = z;
+}
+
+TAVEXON_INLINE void Transpose(const int32_t* in, int32_t* out) {
+  for (int r = 0; r < 8; ++r)
+    for (int c = 0; c < 8; ++c) out[c * 8 + r] = in[r * 8 + c];
 }
 
 // Division by a quantisation step as a multiplication: with m = ceil(2^32 / q), (x * m) >> 32
@@ -179,11 +224,14 @@ struct Quantiser {
   }
 };
 
-// Transforms and quantises one block in place (natural order).
-void ForwardBlock(int32_t* block, const Quantiser& quantiser) {
-  int32_t transposed[64];
-  for (int row = 0; row < 8; ++row) ForwardLine(block + 8 * row, 1, transposed + row, 8, true);
-  for (int column = 0; column < 8; ++column) ForwardLine(transposed + 8 * column, 1, block + column, 8, false);
+// Transforms and quantises one block in place (natural order): rows, then columns. Compiled
+// also for wider vectors, chosen at run time.
+TAVEXON_VECTOR_CLONES void ForwardBlock(int32_t* block, const Quantiser& quantiser) {
+  int32_t lines[64], rows[64];
+  Transpose(block, lines);
+  ForwardLines<true>(lines, rows);  // rows[j * 8 + r]: output j of row r
+  Transpose(rows, lines);
+  ForwardLines<false>(lines, block);
   for (int i = 0; i < 64; ++i) block[i] = quantiser.Apply(block[i] >> 15, i);
 }
 
@@ -232,40 +280,46 @@ struct Source {
 
 inline int32_t Limit(int32_t value) { return std::clamp<int32_t>(int16_t(value), -128, 127); }
 
-// Fetches one MCU: the luminance blocks in h-by-v order, and the chroma at full resolution.
-void FetchMcu(const JpegEncoder* e, const Source& source, uint32_t mcuX, uint32_t mcuY, int32_t* yBlocks,
-              int32_t* cbFull, int32_t* crFull) {
+// A pixel's luminance and chroma from the tables, limited to -128..127.
+inline int32_t LumaOf(const int32_t* red, const int32_t* green, const int32_t* blue, const uint8_t* pixel) {
+  return Limit((red[pixel[2]] + green[pixel[1]] + blue[pixel[0]] - 8388608 + 32767) >> 16);
+}
+inline int32_t BlueDifferenceOf(const JpegEncoder* e, const uint8_t* pixel) {
   const auto& t = e->colourTables;
-  const uint32_t mcuWidth = 8 * e->hSampling, mcuHeight = 8 * e->vSampling;
-  const uint32_t firstColumn = mcuX * mcuWidth;
-  const uint32_t inside = firstColumn < e->width ? std::min(mcuWidth, e->width - firstColumn) : 0;
-  for (uint32_t dy = 0; dy < mcuHeight; ++dy) {
-    const uint32_t row = std::min(mcuY * mcuHeight + dy, e->height - 1);  // past the end: the last row
-    const uint8_t* pixel = source.Row(row, e->height) + 3 * size_t(firstColumn);
-    int32_t* yRow = yBlocks + 64 * (dy / 8) * e->hSampling + 8 * (dy % 8);
-    int32_t* cbRow = cbFull + dy * mcuWidth;
-    int32_t* crRow = crFull + dy * mcuWidth;
-    int32_t y = 0, cb = 0, cr = 0;
-    for (uint32_t dx = 0; dx < mcuWidth; ++dx, pixel += 3) {
-      if (dx < inside) {  // past the end: the previous sample of the row again
-        const uint8_t b = pixel[0], g = pixel[1], r = pixel[2];
-        y = Limit((t[0][r] + t[1][g] + t[2][b] - 8388608 + 32767) >> 16);
-        cb = Limit((-t[3][r] - t[4][g] + t[5][b] + 32767) >> 16);
-        cr = Limit((t[6][r] - t[7][g] - t[8][b] + 32767) >> 16);
-      }
-      yRow[64 * (dx / 8) + dx % 8] = y;
-      cbRow[dx] = cb;
-      crRow[dx] = cr;
-    }
-  }
+  return Limit((-t[3][pixel[2]] - t[4][pixel[1]] + t[5][pixel[0]] + 32767) >> 16);
+}
+inline int32_t RedDifferenceOf(const JpegEncoder* e, const uint8_t* pixel) {
+  const auto& t = e->colourTables;
+  return Limit((t[6][pixel[2]] - t[7][pixel[1]] - t[8][pixel[0]] + 32767) >> 16);
 }
 
-// Decimation without averaging: every v-th row and every h-th column.
-void Subsample(const JpegEncoder* e, const int32_t* full, int32_t* block) {
-  const uint32_t mcuWidth = 8 * e->hSampling;
-  for (uint32_t row = 0; row < 8; ++row)
-    for (uint32_t column = 0; column < 8; ++column)
-      block[8 * row + column] = full[(row * e->vSampling) * mcuWidth + column * e->hSampling];
+// Fetches one MCU: the luminance blocks in h-by-v order, and the chroma blocks by decimation
+// without averaging (every v-th row, every h-th column), computed only where they are taken.
+// Past the picture's right edge a row repeats its last pixel; past the bottom, the last row.
+void FetchMcu(const JpegEncoder* e, const Source& source, uint32_t mcuX, uint32_t mcuY, int32_t* yBlocks,
+              int32_t* cb, int32_t* cr) {
+  const uint32_t h = e->hSampling, v = e->vSampling;
+  const uint32_t mcuWidth = 8 * h, mcuHeight = 8 * v;
+  const uint32_t firstColumn = mcuX * mcuWidth;
+  const uint32_t last = std::min(mcuWidth, e->width - firstColumn) - 1;  // firstColumn < width
+  const int32_t* red = e->colourTables[0].data();
+  const int32_t* green = e->colourTables[1].data();
+  const int32_t* blue = e->colourTables[2].data();
+  for (uint32_t dy = 0; dy < mcuHeight; ++dy) {
+    const uint32_t row = std::min(mcuY * mcuHeight + dy, e->height - 1);
+    const uint8_t* pixels = source.Row(row, e->height) + 3 * size_t(firstColumn);
+    int32_t* yRow = yBlocks + 64 * (dy / 8) * h + 8 * (dy % 8);
+    for (uint32_t dx = 0; dx <= last; ++dx) yRow[64 * (dx / 8) + dx % 8] = LumaOf(red, green, blue, pixels + 3 * dx);
+    for (uint32_t dx = last + 1; dx < mcuWidth; ++dx) yRow[64 * (dx / 8) + dx % 8] = yRow[64 * (last / 8) + last % 8];
+    if (dy % v != 0) continue;
+    int32_t* cbRow = cb + 8 * (dy / v);
+    int32_t* crRow = cr + 8 * (dy / v);
+    for (uint32_t column = 0; column < 8; ++column) {
+      const uint8_t* pixel = pixels + 3 * size_t(std::min(column * h, last));
+      cbRow[column] = BlueDifferenceOf(e, pixel);
+      crRow[column] = RedDifferenceOf(e, pixel);
+    }
+  }
 }
 
 void PutRestart(JpegEncoder* e, uint32_t markerCount) {
@@ -358,11 +412,11 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   const uint32_t interval = e->restartInterval == -1 ? e->mcusPerRow : uint32_t(e->restartInterval);
   const Source source{pixels, (size_t(width) * 3 + 3) & ~size_t(3)};
   const uint32_t blocks = e->hSampling * e->vSampling;
-  std::vector<int32_t> yBlocks(64 * blocks), cbFull(64 * blocks), crFull(64 * blocks);
+  std::vector<int32_t> yBlocks(64 * blocks);
   int32_t cb[64], cr[64];
   const EncoderHuffman& huffman = Huffman();
   const Quantiser luma(e->lumaTable), chroma(e->chromaTable);
-  e->output.assign(size_t(width) * height / 2 + kMcuRoom, 0);
+  OutputStart(e->output, size_t(width) * height / 2 + kMcuRoom);
   e->outputPosition = 0;
   e->bitBuffer = e->bitPosition = 0;
   e->dcPredictor[0] = e->dcPredictor[1] = e->dcPredictor[2] = 0;
@@ -372,9 +426,7 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   for (uint32_t mcuY = 0; mcuY < e->mcuRows; ++mcuY) {
     for (uint32_t mcuX = 0; mcuX < e->mcusPerRow; ++mcuX) {
       EnsureRoom(e);
-      FetchMcu(e, source, mcuX, mcuY, yBlocks.data(), cbFull.data(), crFull.data());
-      Subsample(e, cbFull.data(), cb);
-      Subsample(e, crFull.data(), cr);
+      FetchMcu(e, source, mcuX, mcuY, yBlocks.data(), cb, cr);
       bool coded = true;
       for (uint32_t b = 0; b < blocks && coded; ++b) {
         ForwardBlock(&yBlocks[64 * b], luma);
@@ -405,10 +457,12 @@ int JpegEncoderEncode(JpegEncoder* e, const uint8_t* pixels, uint32_t width, uin
   return JpegEncoderOk;
 }
 
-int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
-  if (!e || e->output.empty() || e->failed) return JpegEncoderFailed;
+namespace {
+
+// Everything in front of the entropy-coded data: SOI, APP1, tables, SOF0, DRI, SOS.
+void HeaderOf(const JpegEncoder* e, std::vector<uint8_t>& out, size_t room) {
   out.clear();
-  out.reserve(2 + (e->exifSegment.empty() ? 0 : e->exifSegment.size() + 4) + 589 + 6 + 14 + e->output.size());
+  out.reserve(2 + (e->exifSegment.empty() ? 0 : e->exifSegment.size() + 4) + 589 + 6 + 14 + room);
   out.insert(out.end(), {0xFF, 0xD8});
   if (!e->exifSegment.empty()) {
     out.insert(out.end(), {0xFF, 0xE1});
@@ -432,6 +486,13 @@ int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
     PutU16(out, e->restartInterval == -1 ? e->mcusPerRow : uint32_t(e->restartInterval));
   }
   out.insert(out.end(), {0xFF, 0xDA, 0x00, 0x0C, 0x03, 0x00, 0x00, 0x01, 0x11, 0x02, 0x11, 0x00, 0x3F, 0x00});
+}
+
+}  // namespace
+
+int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
+  if (!e || e->output.empty() || e->failed) return JpegEncoderFailed;
+  HeaderOf(e, out, e->output.size());
   out.insert(out.end(), e->output.begin(), e->output.end());
   return JpegEncoderOk;
 }
@@ -439,10 +500,13 @@ int JpegEncoderToMemory(const JpegEncoder* e, std::vector<uint8_t>& out) {
 int JpegEncoderToFile(const JpegEncoder* e, const std::string& path) {
   struct stat existing;
   if (!e || ::stat(path.c_str(), &existing) == 0) return JpegEncoderFailed;
-  std::vector<uint8_t> file;
-  if (JpegEncoderToMemory(e, file) != JpegEncoderOk) return JpegEncoderFailed;
+  if (e->output.empty() || e->failed) return JpegEncoderFailed;
+  // The header and the coded data go out as they are, without a copy of the whole file.
+  std::vector<uint8_t> header;
+  HeaderOf(e, header, 0);
   std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(file.data()), std::streamsize(file.size()));
+  out.write(reinterpret_cast<const char*>(header.data()), std::streamsize(header.size()));
+  out.write(reinterpret_cast<const char*>(e->output.data()), std::streamsize(e->output.size()));
   out.close();
   if (!out) {
     std::remove(path.c_str());

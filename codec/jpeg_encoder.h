@@ -19,7 +19,7 @@
 struct JpegEncoder {
   std::vector<uint8_t> output;  // entropy-coded data, ends in FF D9 after a successful encode
   size_t outputPosition = 0;    // next byte of output while encoding
-  uint32_t bitPosition = 0;     // bits used in the current byte, 0 to 7
+  uint32_t bitPosition = 0;     // pending bits in bitBuffer, below 32 between codes
   uint64_t bitBuffer = 0;       // pending bits, the newest lowest
   const int32_t* lumaTable = nullptr;    // 64 steps in natural order, not owned
   const int32_t* chromaTable = nullptr;  // 64 steps in natural order, not owned

@@ -3,19 +3,21 @@
 //
 // The accumulator is topped up to at least 57 bits, so the common case (a code of 8 bits or
 // fewer and its value bits) costs one table lookup and no refill check per bit.
+#include <algorithm>
 #include <cstring>
 
 #include "codec/jpeg_internal.h"
 
 namespace {
 
-// Natural index of each zig-zag position, padded with 15 entries so that a run past 63 lands
-// harmlessly before the check catches it.
-constexpr uint8_t kZigZag[64 + 16] = {
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33,
-    40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36,
-    29, 22, 15, 23, 30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54,
-    47, 55, 62, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63};
+// Where each zig-zag position lies in a block stored column by column (row r, column c at
+// c * 8 + r: the transform's first pass reads a column of rows at once), padded with 15
+// entries so that a run past 63 lands harmlessly before the check catches it.
+constexpr uint8_t kZigZagColumns[64 + 16] = {
+    0, 8, 1, 2, 9, 16, 24, 17, 10, 3, 4, 11, 18, 25, 32, 40, 33, 26, 19, 12,
+    5, 6, 13, 20, 27, 34, 41, 48, 56, 49, 42, 35, 28, 21, 14, 7, 15, 22, 29, 36,
+    43, 50, 57, 58, 51, 44, 37, 30, 23, 31, 38, 45, 52, 59, 60, 53, 46, 39, 47, 54,
+    61, 62, 55, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63, 63};
 
 // The main reader hands the file's next chunk to its bits when they run dry.
 bool BitsRefill(JpegDecoder& d) {
@@ -29,9 +31,32 @@ bool BitsRefill(JpegDecoder& d) {
   return b.next != b.end;
 }
 
-// Tops the accumulator up. After FF 00 the 00 is dropped; after FF D9 only zero bytes
-// follow; any other marker enters as data and is noted.
+// Eight bytes as one big-endian word.
+inline uint64_t LoadWord(const uint8_t* p) {
+  uint64_t word = 0;
+  for (int i = 0; i < 8; ++i) word = word << 8 | p[i];
+  return word;
+}
+
+// True when no byte of the word is FF.
+inline bool NoFF(uint64_t word) {
+  constexpr uint64_t ones = 0x0101010101010101u, highs = 0x8080808080808080u;
+  return ((~word - ones) & word & highs) == 0;
+}
+
+// Tops the accumulator up to more than 56 bits. After FF 00 the 00 is dropped; after FF D9
+// only zero bytes follow; any other marker enters as data and is noted. Where the next eight
+// bytes hold no FF, they enter in one step.
 inline void BitsFill(JpegBits& b, JpegDecoder* owner) {
+  if (b.bitCount <= 56 && b.end - b.next >= 8) {
+    const uint64_t word = LoadWord(b.next);
+    if (NoFF(word)) {
+      const uint32_t bytes = std::min<uint32_t>((64 - b.bitCount) >> 3, 7);
+      b.accumulator = b.accumulator << (8 * bytes) | word >> (64 - 8 * bytes);
+      b.bitCount += 8 * bytes;
+      b.next += bytes;
+    }
+  }
   while (b.bitCount <= 56) {
     if (b.next == b.end) {
       // After EOI, and past a restart segment's end, zero bytes follow.
@@ -81,21 +106,16 @@ inline int32_t Extend(int32_t value, uint32_t s) {
   return value < (1 << (s - 1)) ? value - (1 << s) + 1 : value;
 }
 
-// The next symbol, or -1 for a code not in the table or a stream that ran out.
-inline int32_t DecodeSymbol(JpegBits& b, JpegDecoder* owner, const JpegHuffman& table) {
-  if (b.bitCount < 16) {
-    BitsFill(b, owner);
-    if (b.bitCount < 8) return -1;
+// The next symbol, or -1 for a code not in the table. Needs at least 16 bits in the
+// accumulator; `peek` is its next kJpegFastBits bits.
+inline int32_t LookupSymbol(JpegBits& b, const JpegHuffman& table, uint32_t peek) {
+  const uint32_t entry = table.fast[peek];
+  if (entry != 0) {
+    b.bitCount -= entry >> 8;
+    return int32_t(entry & 0xFF);
   }
-  const uint32_t peek = uint32_t(b.accumulator >> (b.bitCount - 8)) & 0xFF;
-  const uint32_t length = table.fastLength[peek];
-  if (length != 0) {
-    b.bitCount -= length;
-    return table.fastSymbol[peek];
-  }
-  if (b.bitCount < 16) return -1;
   const int32_t code16 = int32_t(b.accumulator >> (b.bitCount - 16)) & 0xFFFF;
-  for (uint32_t len = 9; len <= 16; ++len) {
+  for (uint32_t len = kJpegFastBits + 1; len <= 16; ++len) {
     const int32_t code = code16 >> (16 - len);
     if (code <= table.maxCode[len]) {
       b.bitCount -= len;
@@ -107,34 +127,37 @@ inline int32_t DecodeSymbol(JpegBits& b, JpegDecoder* owner, const JpegHuffman& 
   return -1;
 }
 
+inline uint32_t Peek(const JpegBits& b) {
+  return uint32_t(b.accumulator >> (b.bitCount - kJpegFastBits)) & kJpegFastMask;
+}
+
 // One block: DC difference and AC run-lengths into natural order. -1 on broken data.
+// A fill leaves more than 56 bits (zeros past the data's end), so after one fill below 32
+// bits a code (16 bits at most) and its value (15) are there without further checks.
 inline int DecodeBlock(JpegBits& b, JpegDecoder* owner, const JpegHuffman& dc, const JpegHuffman& ac,
                        int32_t& predictor, int32_t* block) {
-  const int32_t s = DecodeSymbol(b, owner, dc);
+  if (b.bitCount < 32) BitsFill(b, owner);
+  const int32_t s = LookupSymbol(b, dc, Peek(b));
   if (s < 0 || s > 15) return -1;
   int32_t diff = 0;
-  if (s) {
-    if (!BitsNeed(b, owner, uint32_t(s))) return -1;
-    diff = Extend(BitsTake(b, uint32_t(s)), uint32_t(s));
-  }
+  if (s) diff = Extend(BitsTake(b, uint32_t(s)), uint32_t(s));
   // The predictor wraps deliberately: a hostile stream may push it past 32 bits.
   predictor = int32_t(uint32_t(predictor) + uint32_t(diff));
   block[0] = predictor;
   for (int32_t k = 1; k < 64;) {
-    // The guarded fast path: a short code and a small value in one lookup.
     if (b.bitCount < 32) BitsFill(b, owner);
-    if (b.bitCount >= 32) {
-      const int32_t fast = ac.acFast[uint32_t(b.accumulator >> (b.bitCount - 9)) & 511];
-      if (fast) {
-        k += (fast >> 4) & 15;
-        if (k > 63) return -1;
-        b.bitCount -= uint32_t(fast & 15);
-        block[kZigZag[k]] = fast >> 8;
-        ++k;
-        continue;
-      }
+    const uint32_t peek = Peek(b);
+    // The fast path: a short code and a small value in one lookup.
+    const int32_t fast = ac.acFast[peek];
+    if (fast) {
+      k += (fast >> 4) & 15;
+      if (k > 63) return -1;
+      b.bitCount -= uint32_t(fast & 15);
+      block[kZigZagColumns[k]] = fast >> 8;
+      ++k;
+      continue;
     }
-    const int32_t rs = DecodeSymbol(b, owner, ac);
+    const int32_t rs = LookupSymbol(b, ac, peek);
     if (rs <= 0) return rs;  // 0 ends the block
     const int32_t r = rs >> 4, size = rs & 15;
     if (size == 0) {
@@ -144,8 +167,7 @@ inline int DecodeBlock(JpegBits& b, JpegDecoder* owner, const JpegHuffman& dc, c
     }
     k += r;
     if (k > 63) return -1;
-    if (!BitsNeed(b, owner, uint32_t(size))) return -1;
-    block[kZigZag[k]] = Extend(BitsTake(b, uint32_t(size)), uint32_t(size));
+    block[kZigZagColumns[k]] = Extend(BitsTake(b, uint32_t(size)), uint32_t(size));
     ++k;
   }
   return 0;

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <vector>
 
+#include "codec/hot_loops.h"
 #include "codec/jpeg_decoder.h"
 
 constexpr int kJpegMaxTables = 6;
@@ -16,20 +17,23 @@ constexpr int32_t kJpegReadChunk = 262144;
 // The largest picture we allocate: 2^28 pixels (a 768 MB raster).
 constexpr int64_t kJpegMaxPixels = int64_t(1) << 28;
 
-// One Huffman table. The fast table gives (length, symbol) for the next 8 bits; longer codes
-// are found through the canonical bounds of each length.
+// Bits looked ahead by the Huffman tables' fast paths.
+constexpr int32_t kJpegFastBits = 10;
+constexpr uint32_t kJpegFastMask = (1u << kJpegFastBits) - 1;
+
+// One Huffman table. The fast table gives (length, symbol) for the next kJpegFastBits bits;
+// longer codes are found through the canonical bounds of each length.
 struct JpegHuffman {
   int32_t tableClass = 0;
   int32_t id = 0;
   int32_t codeCounts[16] = {};
   std::vector<int32_t> codes;
   std::vector<int32_t> symbols;
-  uint8_t fastLength[256] = {};  // 0: no code of 8 bits or fewer starts so
-  uint8_t fastSymbol[256] = {};
-  int32_t shortCodeCount = 0;
-  // AC codes and their value together, by the next 9 bits: value << 8 | run << 4 | bits used;
-  // 0 where the code and its value do not fit in 9 bits or the value not in -128..127.
-  int16_t acFast[512] = {};
+  // length << 8 | symbol; 0 where no code of kJpegFastBits bits or fewer starts so.
+  uint16_t fast[1 << kJpegFastBits] = {};
+  // AC codes and their value together: value << 8 | run << 4 | bits used; 0 where the code
+  // and its value do not fit in kJpegFastBits bits or the value not in -128..127.
+  int16_t acFast[1 << kJpegFastBits] = {};
   int32_t maxCode[18] = {};      // largest code of each length, -1 for none
   int32_t valueOffset[18] = {};  // symbols index minus first code of each length
 };
@@ -55,8 +59,12 @@ struct JpegComponent {
   const int32_t* quant = nullptr;
 };
 
+// MCUs transformed and coloured together, so that their samples are still in cache.
+constexpr int32_t kJpegChunkMcus = 8;
+
 // Buffers of one unit of work (an MCU row or one MCU), per component: coefficients (64 a
-// block, natural order, blocks in decode order) and samples (64 or 16 a block).
+// block, column by column: row r, column c at c * 8 + r; blocks in decode order) of the whole unit, and samples (64 or 16 a
+// block) of up to kJpegChunkMcus MCUs.
 struct JpegUnit {
   std::vector<int32_t> coefficients[3];
   std::vector<int32_t> samples[3];
@@ -85,7 +93,7 @@ struct JpegDecoder {
   int32_t maxH = 1, maxV = 1, mcusPerRow = 0, mcuRows = 0;
   int32_t quantTableCount = 0;
   int32_t quantTableId[kJpegMaxTables] = {};
-  int32_t quantTable[kJpegMaxTables][64] = {};
+  int32_t quantTable[kJpegMaxTables][64] = {};  // column by column, as the blocks
   int32_t restartInterval = 0, restartCounter = 0;
   int32_t huffmanTableCount = 0;
   JpegHuffman huffman[kJpegMaxTables];
@@ -117,15 +125,19 @@ void JpegBitsStart(JpegBits& bits, const uint8_t* begin, const uint8_t* end);
 int JpegEntropyDecodeRow(JpegDecoder& d, JpegUnit& unit);
 int JpegEntropyDecodeMcu(const JpegDecoder& d, JpegBits& bits, int32_t* predictor, JpegUnit& unit);
 
-// Transform (jpeg_idct.cpp): all blocks of a unit of mcuCount MCUs, coefficients cleared.
+// Transform (jpeg_idct.cpp): the blocks of MCUs firstMcu .. firstMcu + mcuCount - 1 of the
+// unit into its samples (MCU firstMcu first), coefficients cleared.
 template <bool Half>
-int JpegTransformUnit(const JpegDecoder& d, JpegUnit& unit, int32_t mcuCount);
+int JpegTransformUnit(const JpegDecoder& d, JpegUnit& unit, int32_t firstMcu, int32_t mcuCount);
 
 // Upsampling by replication and colour output (jpeg_colour.cpp): writes the MCUs mcuX to
 // mcuX + mcuCount - 1 of MCU row mcuY from the unit's samples (MCU 0 of the unit first).
 template <bool Half>
 void JpegColourUnit(JpegDecoder& d, const JpegUnit& unit, int32_t mcuX, int32_t mcuCount, int32_t mcuY);
 void JpegColourTablesBuild();
+// Transform and colour of a whole MCU row, chunk by chunk.
+template <bool Half>
+int JpegReconstructRow(JpegDecoder& d, JpegUnit& unit, int32_t mcuY);
 
 // Paths (jpeg_paths.cpp, jpeg_threads.cpp).
 void JpegUnitAllocate(const JpegDecoder& d, JpegUnit& unit, int32_t mcuCount);

@@ -54,9 +54,9 @@ JpegPixels JpegPixelsAllocate(size_t bytes) {
 
 void JpegUnitAllocate(const JpegDecoder& d, JpegUnit& unit, int32_t mcuCount) {
   for (int32_t c = 0; c < d.componentCount; ++c) {
-    const size_t values = size_t(mcuCount) * size_t(d.comp[c].blocksPerMcu) * 64;
-    unit.coefficients[c].assign(values, 0);
-    unit.samples[c].assign(values, 0);
+    const size_t blocks = size_t(d.comp[c].blocksPerMcu) * 64;
+    unit.coefficients[c].assign(size_t(mcuCount) * blocks, 0);
+    unit.samples[c].assign(size_t(std::min(mcuCount, kJpegChunkMcus)) * blocks, 0);
   }
 }
 
@@ -66,6 +66,19 @@ void JpegFillRows(JpegDecoder& d, int32_t fromRow) {
   std::memset(d.pixels.get(), 128, size_t(d.outHeight - std::max(fromRow, 0)) * size_t(d.stride));
 }
 
+template <bool Half>
+int JpegReconstructRow(JpegDecoder& d, JpegUnit& unit, int32_t mcuY) {
+  for (int32_t x = 0; x < d.mcusPerRow; x += kJpegChunkMcus) {
+    const int32_t count = std::min(kJpegChunkMcus, d.mcusPerRow - x);
+    if (JpegTransformUnit<Half>(d, unit, x, count) != 0) return -1;
+    JpegColourUnit<Half>(d, unit, x, count, mcuY);
+  }
+  return 0;
+}
+
+template int JpegReconstructRow<false>(JpegDecoder&, JpegUnit&, int32_t);
+template int JpegReconstructRow<true>(JpegDecoder&, JpegUnit&, int32_t);
+
 int JpegDecodeSingle(JpegDecoder& d) {
   JpegUnit unit;
   JpegUnitAllocate(d, unit, d.mcusPerRow);
@@ -73,8 +86,7 @@ int JpegDecodeSingle(JpegDecoder& d) {
   int32_t reached = 0;
   for (int32_t row = 0; row < d.mcuRows && !d.finished; ++row) {
     unit.mcuRow = row;
-    if (JpegEntropyDecodeRow(d, unit) != 0 || JpegTransformUnit<false>(d, unit, d.mcusPerRow) != 0) return -1;
-    JpegColourUnit<false>(d, unit, 0, d.mcusPerRow, row);
+    if (JpegEntropyDecodeRow(d, unit) != 0 || JpegReconstructRow<false>(d, unit, row) != 0) return -1;
     reached = row + 1;
   }
   JpegFillRows(d, reached * d.maxV * 8);

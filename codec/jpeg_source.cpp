@@ -9,11 +9,13 @@
 
 namespace {
 
-// Natural index of each zig-zag position, padded so that a corrupt run cannot index past it.
-constexpr uint8_t kZigZag[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
-                                 12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
-                                 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
-                                 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+// Where each zig-zag position lies in a table stored column by column (row r, column c at
+// c * 8 + r), as the transform reads it.
+constexpr uint8_t kZigZagColumns[64] = {
+    0, 8, 1, 2, 9, 16, 24, 17, 10, 3, 4, 11, 18, 25, 32, 40, 33, 26, 19, 12,
+    5, 6, 13, 20, 27, 34, 41, 48, 56, 49, 42, 35, 28, 21, 14, 7, 15, 22, 29, 36,
+    43, 50, 57, 58, 51, 44, 37, 30, 23, 31, 38, 45, 52, 59, 60, 53, 46, 39, 47, 54,
+    61, 62, 55, 63};
 
 // The parser's outcome: go on, stop with success at SOS, or fail.
 enum ParseStep { ParseMore, ParseScan, ParseFail };
@@ -96,13 +98,13 @@ ParseStep ParseQuantTables(JpegDecoder& d) {
     const int32_t index = d.quantTableCount++;
     d.quantTableId[index] = selector & 15;
     for (int32_t k = 0; k < 64; ++k)
-      if (!SourceByte(d, &d.quantTable[index][kZigZag[k]])) return ParseFail;
+      if (!SourceByte(d, &d.quantTable[index][kZigZagColumns[k]])) return ParseFail;
   }
   return ParseMore;
 }
 
 // Canonical codes from the counts; an over-full table (a code that does not fit its length)
-// fails. The fast table covers codes of 8 bits or fewer, the bounds every length.
+// fails. The fast table covers codes of kJpegFastBits bits or fewer, the bounds every length.
 bool HuffmanBuild(JpegHuffman& table) {
   int32_t code = 0, index = 0;
   for (int32_t length = 1; length <= 16; ++length) {
@@ -110,26 +112,24 @@ bool HuffmanBuild(JpegHuffman& table) {
     for (int32_t i = 0; i < table.codeCounts[length - 1]; ++i) table.codes[size_t(index++)] = code++;
     if (code > (1 << length)) return false;
     table.maxCode[length] = table.codeCounts[length - 1] ? code - 1 : -1;
-    if (length == 8) table.shortCodeCount = index;
     code <<= 1;
   }
   table.maxCode[17] = 0x7FFFFFFF;
-  std::memset(table.fastLength, 0, sizeof table.fastLength);
+  constexpr int32_t F = kJpegFastBits;
+  std::memset(table.fast, 0, sizeof table.fast);
   index = 0;
-  for (int32_t length = 1; length <= 8; ++length)
+  for (int32_t length = 1; length <= F; ++length)
     for (int32_t i = 0; i < table.codeCounts[length - 1]; ++i, ++index) {
-      const int32_t first = table.codes[size_t(index)] << (8 - length);
-      for (int32_t j = 0; j < (1 << (8 - length)); ++j) {
-        table.fastLength[first + j] = uint8_t(length);
-        table.fastSymbol[first + j] = uint8_t(table.symbols[size_t(index)]);
-      }
+      const int32_t first = table.codes[size_t(index)] << (F - length);
+      for (int32_t j = 0; j < (1 << (F - length)); ++j)
+        table.fast[first + j] = uint16_t(length << 8 | table.symbols[size_t(index)]);
     }
   std::memset(table.acFast, 0, sizeof table.acFast);
-  for (int32_t peek = 0; peek < 512; ++peek) {
-    const int32_t length = table.fastLength[peek >> 1], symbol = table.fastSymbol[peek >> 1];
+  for (int32_t peek = 0; peek < (1 << F); ++peek) {
+    const int32_t length = table.fast[peek] >> 8, symbol = table.fast[peek] & 0xFF;
     const int32_t run = symbol >> 4, size = symbol & 15;
-    if (length == 0 || size == 0 || length + size > 9) continue;
-    const int32_t bits = (peek >> (9 - length - size)) & ((1 << size) - 1);
+    if (length == 0 || size == 0 || length + size > F) continue;
+    const int32_t bits = (peek >> (F - length - size)) & ((1 << size) - 1);
     const int32_t value = bits < (1 << (size - 1)) ? bits - (1 << size) + 1 : bits;
     if (value >= -128 && value <= 127) table.acFast[peek] = int16_t(value * 256 + run * 16 + length + size);
   }

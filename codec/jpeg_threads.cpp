@@ -87,11 +87,10 @@ void PipelineWorker(JpegDecoder& d, Pipeline& p) {
       p.slots[slot].state = SlotReconstructing;
     }
     JpegUnit& unit = p.slots[slot];
-    if (JpegTransformUnit<Half>(d, unit, d.mcusPerRow) != 0) {
+    if (JpegReconstructRow<Half>(d, unit, unit.mcuRow) != 0) {
       RaiseError(d, p);
       return;
     }
-    JpegColourUnit<Half>(d, unit, 0, d.mcusPerRow, unit.mcuRow);
     SetState(p, slot, SlotFree);
   }
 }
@@ -162,7 +161,7 @@ void SegmentWorker(JpegDecoder& d, SegmentScan& scan) {
     for (int32_t i = 0; i < d.restartInterval && mcuY < d.mcuRows; ++i) {
       // Damage stays inside its segment: a broken MCU is left as far as it got.
       JpegEntropyDecodeMcu(d, bits, predictor, unit);
-      if (JpegTransformUnit<Half>(d, unit, 1) != 0) {
+      if (JpegTransformUnit<Half>(d, unit, 0, 1) != 0) {
         d.errorFlag = 1;
         return;
       }

@@ -14,6 +14,7 @@
 #include "exif/jpeg_file.h"
 #include "exif/makernote_handler.h"
 #include "makernote/makernote_save.h"
+#include "shooting/embed.h"
 
 namespace {
 
@@ -272,3 +273,21 @@ int ShrinkJpegFile(const std::string& source, const std::string& destination, fl
   const bool hasApp1 = (fileClass & StatusParseFailed) && ExifReadApp1(source, raw.data(), &rawSize);
   return JpegReplaceApp1(picked.path, destination, hasApp1 ? raw.data() : nullptr, hasApp1 ? rawSize : 0);
 }
+
+namespace {
+
+// The embedding's thumbnail maker: the picture's size from its frame header, the thumbnail as
+// GenerateExifThumbnail makes it.
+int ThumbnailForEmbedding(const std::string& path, std::vector<uint8_t>* thumbnail, uint32_t* width,
+                          uint32_t* height) {
+  int32_t pictureWidth = 0, pictureHeight = 0;
+  if (JpegProbeSize(path, &pictureWidth, &pictureHeight) != 0 || pictureWidth <= 0 || pictureHeight <= 0) return 0;
+  if (!GenerateExifThumbnail(path, nullptr, 0, *thumbnail)) return 0;
+  *width = uint32_t(pictureWidth);
+  *height = uint32_t(pictureHeight);
+  return 1;
+}
+
+}  // namespace
+
+void CodecInstall() { EmbedInstallThumbnailMaker(ThumbnailForEmbedding); }

@@ -21,6 +21,10 @@ enum ScaledJpegMode : int {
   ScaledThumbnail = 9,   // T1/T2, 2 by 1, fitted into 160x120 (120x160 upright) on black
 };
 
+// Installs into the libraries below what needs the decoder: the thumbnail maker that lets the
+// embedding serve scans without Exif. Every program calls it once at start, after EngineInstall.
+void CodecInstall();
+
 // Decodes the JPEG at path (or in memory when memory is given) on the single-thread path,
 // reduces it by factor and encodes it by mode, without Exif or restart interval. 1 on success.
 int EncodeScaledJpeg(const std::string& path, const uint8_t* memory, size_t size, float factor,

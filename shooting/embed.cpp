@@ -2,6 +2,7 @@
 #include "shooting/embed.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "exif/exif_reader.h"
@@ -160,6 +161,37 @@ std::string EmbedText(const std::string& text) {
   return text.substr(0, std::min(end, text.size()));
 }
 
+namespace {
+
+std::atomic<EmbedThumbnailMaker> gThumbnailMaker{nullptr};
+
+// The new document of a JPEG without Exif: the tags a scan needs, and a thumbnail made from its
+// image (kept in `thumbnail`, which the document points into).
+int NewDocumentFor(const std::string& path, ExifDocumentPtr& document, std::vector<uint8_t>& thumbnail) {
+  const EmbedThumbnailMaker maker = gThumbnailMaker.load();
+  uint32_t width = 0, height = 0;
+  if (!maker || !maker(path, &thumbnail, &width, &height) || thumbnail.empty()) {
+    ErrorPush(ErrNoExif);
+    return 0;
+  }
+  if (!ExifCreateEmpty(document)) return 0;
+  const uint32_t resolution[2] = {72, 1};
+  const uint16_t inches = 2;
+  const uint8_t components[4] = {1, 2, 3, 0};
+  int ok = ExifPutTag(document.get(), IfdPrimary, 282, TypeRational, 1, resolution) &&
+           ExifPutTag(document.get(), IfdPrimary, 283, TypeRational, 1, resolution) &&
+           ExifPutTag(document.get(), IfdPrimary, 296, TypeShort, 1, &inches) &&
+           ExifPutTag(document.get(), IfdPrimary, 305, TypeAscii, sizeof kEmbedSoftware, kEmbedSoftware) &&
+           ExifPutTag(document.get(), IfdExif, 36864, TypeUndefined, 4, "0210") &&
+           ExifPutTag(document.get(), IfdExif, 37121, TypeUndefined, 4, components) &&
+           ExifPutTag(document.get(), IfdExif, 40962, TypeLong, 1, &width) &&
+           ExifPutTag(document.get(), IfdExif, 40963, TypeLong, 1, &height);
+  ok = ok && ExifSetThumbnail(document.get(), thumbnail.data(), uint32_t(thumbnail.size()), 0);
+  return ok ? 1 : 0;
+}
+
+}  // namespace
+
 EmbedJob& EmbedJobState() {
   static EmbedJob job;
   return job;
@@ -173,6 +205,8 @@ int EmbedHeaderTags(ExifDocument* document, CameraDataFile* dataFile) {
   return CameraDataFileAddHeader(dataFile, TagFilmName, TypeAscii, uint32_t(job.film.size() + 1), job.film.c_str());
 }
 
+void EmbedInstallThumbnailMaker(EmbedThumbnailMaker maker) { gThumbnailMaker.store(maker); }
+
 int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, CameraDataFile* dataFile,
              EmbedFlags flags, const Prompt* prompt) {
   if (!dataFile) {
@@ -180,13 +214,13 @@ int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, 
     return 0;
   }
   ExifDocumentPtr document;
+  std::vector<uint8_t> thumbnail;  // a new document's thumbnail, alive until the save is done
   const uint32_t status = ExifCheckFile(sourcePath, document);
   if (status & StatusNoExif) {
-    // A scan without Exif needs a thumbnail made from its image, which needs the decoder.
-    ErrorPush(ErrNoExif);
+    if (!NewDocumentFor(sourcePath, document, thumbnail)) return 0;
+  } else if (!document || !(status & StatusJpeg)) {
     return 0;
   }
-  if (!document || !(status & StatusJpeg)) return 0;
   if (!QueueFrame(document.get(), dataFile, EmbedJobState().frame, flags)) return 0;
   const int saved = ExifSaveFile(sourcePath, destinationPath, document.get(), prompt, 1);
   ExifCloseMakerNote(document.get());

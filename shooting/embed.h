@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "exif/exif_document.h"
 #include "frame/file_list.h"
@@ -77,10 +78,18 @@ struct EmbedProgress {
 // Each only for a non-empty text.
 int EmbedHeaderTags(ExifDocument* document, CameraDataFile* dataFile);
 
+// Makes the Exif thumbnail of a JPEG from its main image and reports the image's pixel size;
+// 1 on success. The decoder lives above this library, so the program installs one at start
+// (CodecInstall); none is installed until then.
+using EmbedThumbnailMaker = int (*)(const std::string& jpegPath, std::vector<uint8_t>* thumbnail, uint32_t* width,
+                                    uint32_t* height);
+void EmbedInstallThumbnailMaker(EmbedThumbnailMaker maker);
+
 // Writes frame EmbedJobState().frame of dataFile into sourcePath, saved as destinationPath
-// (the same path overwrites in place). A file without Exif is refused (771): it needs a
-// thumbnail made from its image. prompt answers the save's questions (read-only destination,
-// MakerNote).
+// (the same path overwrites in place). A file without Exif gains a new document: resolution
+// 72/1 inch, the Exif version and component layout, its pixel size, and a thumbnail made from
+// its image; with no thumbnail maker installed, or when the thumbnail fails, it is refused
+// (771). prompt answers the save's questions (read-only destination, MakerNote).
 int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, CameraDataFile* dataFile,
              EmbedFlags flags, const Prompt* prompt = nullptr);
 

@@ -9,6 +9,9 @@
 
 #include "codec/jpeg_decoder.h"
 #include "makernote/makernote_install.h"
+#include "shooting/camera_data_file.h"
+#include "shooting/embed.h"
+#include "shooting/engine_install.h"
 #include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 
@@ -110,4 +113,47 @@ TEST(Shrink, ThumbnailsPlainFilesAndRefusals) {
   size_t files = 0;
   for (const auto& entry : fs::directory_iterator(scratch.path())) files += entry.is_regular_file();
   EXPECT_EQ(files, 4u);  // thumb, upright, same, broken, and nothing else
+}
+
+// A scan without Exif: refused while no thumbnail maker is installed, and once the codec has
+// installed its own, given a new document with the frame's data and a fresh thumbnail; the
+// picture's own bytes are not touched.
+TEST(Embedding, ScansWithoutExifGainADocumentAndAThumbnail) {
+  TAVEXON_REQUIRE_SHARED("corpus/jpeg/ljt_testorig.jpg");
+  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
+  EngineInstall();
+  testsupport::ScratchDir scratch;
+  const fs::path scan = scratch / "scan_0001.jpg";
+  fs::copy_file(testsupport::SharedSub("corpus/jpeg/ljt_testorig.jpg"), scan);
+  fs::permissions(scan, fs::perms::owner_read | fs::perms::owner_write);
+  const std::vector<unsigned char> plain = testsupport::ReadBytes(scan);
+  const fs::path roll = testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film022-3frames.txt";
+  CameraDataFilePtr data = CameraDataFileCreate(roll.string().c_str());
+  ASSERT_TRUE(data && CameraDataFileRead(data.get(), 0));
+
+  EmbedInstallThumbnailMaker(nullptr);
+  EXPECT_EQ(EmbedSingle("Nikon", "F6", "", data.get(), 0, scan.string(), scan.string(), EmbedMakerNote), 0);
+  EXPECT_EQ(testsupport::ReadBytes(scan), plain);
+
+  CodecInstall();
+  ASSERT_EQ(EmbedSingle("Nikon", "F6", "", data.get(), 0, scan.string(), scan.string(), EmbedMakerNote), 1);
+  std::map<std::string, std::string> tags = testsupport::ExifToolArgs(scan);
+  int32_t width = 0, height = 0;
+  JpegProbeSize(scan.string(), &width, &height);
+  EXPECT_EQ(tags["-IFD0:Make"], "Nikon");
+  EXPECT_EQ(tags["-IFD0:XResolution"], "72");
+  EXPECT_EQ(tags["-ExifIFD:ExifVersion"], "0210");
+  EXPECT_EQ(tags["-ExifIFD:ExifImageWidth"], std::to_string(width));
+  EXPECT_EQ(tags["-ExifIFD:ExifImageHeight"], std::to_string(height));
+  EXPECT_FALSE(tags["-ExifIFD:FNumber"].empty());
+  EXPECT_FALSE(tags["-Nikon:MakerNoteVersion"].empty());
+  const fs::path thumbnail = scratch / "thumbnail.jpg";
+  testsupport::RunCommand("exiftool -b -ThumbnailImage " + testsupport::ShellQuote(scan.string()) + " > " +
+                          testsupport::ShellQuote(thumbnail.string()));
+  ExpectSize(thumbnail.string(), 160, 120);
+  // The picture decodes to the same pixels as before.
+  const fs::path before = scratch / "before.jpg";
+  testsupport::WriteBytes(before, plain);
+  EXPECT_EQ(testsupport::RunCommand("djpeg " + testsupport::ShellQuote(before.string()) + " | md5sum"),
+            testsupport::RunCommand("djpeg " + testsupport::ShellQuote(scan.string()) + " | md5sum"));
 }
