@@ -281,11 +281,12 @@ int HeaderNoteContext::Relocate(uint8_t* tiff, const RawEntry& entry) {
   if (!built || !tiff || entry.count != lastBuilt.size() || entry.count <= 4) return 1;
   uint8_t* note = tiff + entry.valueWord;
   if (std::memcmp(note, lastBuilt.data(), lastBuilt.size()) != 0) return 1;
-  // A note read in the Exif's order is read so again: written under an Exif of the other
-  // order it would have to be turned, and the structures of its UNDEFINED values (which readers
-  // decode in the note's order) cannot be. Such a save is refused.
+  // A note is written only in the order it was read, and only under an Exif of that order:
+  // turned, the structures of its UNDEFINED values (which readers decode in the note's order)
+  // would break; kept, readers that take the Exif's order for it (all readers for Sony,
+  // Panasonic and Casio, some for Pentax) would misread it. Such a save is refused.
   const uint32_t order = bigEndian;
-  if (!layout.orderInNote && (tiff[0] == 'M' ? 1u : 0u) != order) return Fail(ErrMakerNoteBuild);
+  if ((tiff[0] == 'M' ? 1u : 0u) != order) return Fail(ErrMakerNoteBuild);
   uint32_t size = 0;
   if (!Write(nullptr, 0, entry.valueWord, order, &size) || size != entry.count) return Fail(ErrMakerNoteBuild);
   return Write(note, entry.count, entry.valueWord, order, &size);
