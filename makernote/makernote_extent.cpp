@@ -115,7 +115,9 @@ void WalkDirectory(const Reader& reader, int64_t at, uint16_t parentTag, const N
     const uint32_t word = ExifReadU32(reader.bigEndian, field + 8);
     const uint64_t size = uint64_t(sizeOf(entry.type)) * entry.count;
     if (size <= 4) {
-      entry.value.assign(field + 8, field + 12);
+      // The bytes of the field behind a shorter value are padding, no part of it (a type of
+      // unknown size keeps the whole field).
+      entry.value.assign(field + 8, field + 8 + (size == 0 ? 4 : size));
     } else if (const int64_t place = ValuePlace(reader, word, size); place >= 0) {
       entry.value.assign(reader.tiff + place, reader.tiff + place + size);
       AddRange(&walk->ranges, place, size);

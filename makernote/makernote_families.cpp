@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "makernote/header_note.h"
 #include "makernote/makernote_unread.h"
 #include "makernote/nikon.h"
 

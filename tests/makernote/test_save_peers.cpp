@@ -44,6 +44,7 @@ bool IsPlacement(const std::string& key) {
   static const std::set<std::string> kNames{
       "ThumbnailOffset", "MPImageStart", "PreviewImageStart", "OffsetSchema", "ExifByteOrder", "Warning",
       "ExifTag",         "GPSTag",       "InteroperabilityTag", "JPEGInterchangeFormat", "Offset", "ByteOrder",
+      "PreviewOffset",  // exiv2's name of the Pentax preview's place
       // A thumbnail that ran past its segment is written with the length the segment held; the
       // safety net compares the length of every other thumbnail.
       "ThumbnailLength", "JPEGInterchangeFormatLength", "ThumbnailImage"};
@@ -163,7 +164,8 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
     layout.bigEndian ^= 1u;
     ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, 2, "B"));
   }
-  const bool hadHandler = ExifHasMakerNote(document.get()) != 0;
+  // A note its handler cannot write whole is carried as bytes, like one without a handler.
+  const bool hadHandler = ExifHasMakerNote(document.get()) != 0 && ExifMakerNoteEditable(document.get()) != 0;
   Prompt prompt{Answering, &answer};
   const int result = ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, 1, layout);
   if (result != SaveWritten) {
