@@ -4,6 +4,7 @@
 
 #include "makernote/makernote_unread.h"
 #include "makernote/nikon.h"
+#include "makernote/olympus.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "frame/error_stack.h"
+#include "makernote/olympus.h"
 
 namespace {
 
@@ -149,7 +150,7 @@ constexpr std::array<uint16_t, 5> kOlympusSubDirectoryTags{8208, 8224, 8240, 825
 
 }  // namespace
 
-uint32_t MakerNoteOlympusTypeSize(uint32_t type) { return ExifTypeSizeWide(type); }
+uint32_t MakerNoteOlympusTypeSize(uint32_t type) { return OlympusTypeSize(type); }
 
 uint32_t MakerNoteRecogniseNikon(const MakerNoteProbe& probe) {
   static constexpr uint8_t kLittle[10] = {'N', 'i', 'k', 'o', 'n', 0, 2, 0, 0, 0};

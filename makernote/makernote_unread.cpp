@@ -10,17 +10,11 @@ constexpr MakerNoteTableName kSonyTables[] = {{257, "Sony MakerNote Main IFD"}, 
 constexpr MakerNoteTableName kFujifilmTables[] = {{257, "FUJIFILM MakerNote"}};
 constexpr MakerNoteTableName kPanasonicTables[] = {{257, "Panasonic MakerNote"}};
 constexpr MakerNoteTableName kCasioTables[] = {{257, "CASIO MakerNote"}};
-constexpr MakerNoteTableName kOlympusTables[] = {
-    {257, "OLYMPUS MakerNote Main IFD"}, {258, "OLYMPUS MakerNote Sub IFD1"}, {259, "OLYMPUS MakerNote Sub IFD2"},
-    {260, "OLYMPUS MakerNote Sub IFD3"}, {261, "OLYMPUS MakerNote Sub IFD4"}, {262, "OLYMPUS MakerNote Sub IFD5"},
-};
 
 // The pointers each handler keeps itself; Canon, Fujifilm and Panasonic have none.
 constexpr MakerNoteProtectedTag kPentaxProtected[] = {{257, 3}, {257, 4}};
 constexpr MakerNoteProtectedTag kSonyProtected[] = {{257, 45096}};
 constexpr MakerNoteProtectedTag kCasioProtected[] = {{257, 3}, {257, 4}, {257, 8192}};
-constexpr MakerNoteProtectedTag kOlympusProtected[] = {
-    {257, 8208}, {257, 8224}, {257, 8240}, {257, 8256}, {257, 8272}};
 
 }  // namespace
 
@@ -51,8 +45,3 @@ const MakerNoteDescriptor kCasioNote{.family = FamilyCasio,
                                      .recognise = MakerNoteRecogniseCasio,
                                      .tables = kCasioTables,
                                      .protectedTags = kCasioProtected};
-const MakerNoteDescriptor kOlympusNote{.family = FamilyOlympus,
-                                       .displayName = "OLYMUPS",
-                                       .recognise = MakerNoteRecogniseOlympus,
-                                       .tables = kOlympusTables,
-                                       .protectedTags = kOlympusProtected};

@@ -11,4 +11,3 @@ extern const MakerNoteDescriptor kSonyNote;
 extern const MakerNoteDescriptor kFujifilmNote;
 extern const MakerNoteDescriptor kPanasonicNote;
 extern const MakerNoteDescriptor kCasioNote;
-extern const MakerNoteDescriptor kOlympusNote;
