@@ -127,15 +127,15 @@ int OlympusContext::Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t
   if (!ExifParseIfd(this, note + kOlympusHeaderSize, available - kOlympusHeaderSize, kOlympusHeaderSize,
                     &tables[0], 0))
     return 0;
+  if (bigEndian) HostOrderOwnTypes(&tables[0]);  // the links are read from it next
   for (uint32_t i = 0; i < 5; ++i) {
     const TagEntry* link = LinkOf(tables[0], i);
     if (link == nullptr || !LinkIsOffset(*link)) continue;
     const uint32_t offset = link->U32(0);
     if (offset >= available || !ExifParseIfd(this, note + offset, available - offset, offset, &tables[i + 1], 0))
       return ErrorPush(ErrOutOfRange), 0;
+    if (bigEndian) HostOrderOwnTypes(&tables[i + 1]);
   }
-  if (bigEndian)
-    for (IfdTable& table : tables) HostOrderOwnTypes(&table);
   const uint32_t held = std::min(available, noteTag->count);
   try {
     // A note cut short by its segment is never written again: its bytes are not all here.
