@@ -7,7 +7,7 @@ set -euo pipefail
 source "$(dirname "$0")/bench_common.sh"
 cd "$root"
 
-families=("${@:-sony panasonic casio pentax}")
+families=("${@:-nikon canon fujifilm olympus sony panasonic casio pentax}")
 read -r -a families <<<"${families[*]}"
 copies=400
 work=$(mktemp -d)

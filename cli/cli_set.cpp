@@ -199,6 +199,10 @@ int RunEdit(const EditOptions& options, bool isSet) {
   if (!ReadDocument(options.file, document)) return CliFailure;
   if (const uint32_t refusal = EditRefusal(document.get(), uint32_t(kind), uint16_t(tag))) {
     CliReportFailure(options.file, 0, refusal);
+    const MakerNoteContext* note = ExifMakerNoteContext(document.get());
+    if (refusal == kMessageNoteNotEditable && note != nullptr && note->NotEditableReason() != nullptr)
+      std::fprintf(stderr, "%s: the MakerNote is kept as its bytes: %s\n", options.file.c_str(),
+                   note->NotEditableReason());
     return CliFailure;
   }
   const int queued = isSet ? ExifQueueEdit(document.get(), PendingSet, uint32_t(kind), uint16_t(tag), uint16_t(type),

@@ -97,6 +97,8 @@ struct MakerNoteContext : ExifContext {
   virtual int Preview(const uint8_t** bytes, uint32_t* size);
   // Replaces the preview picture; 0 (with 1 on the error stack) for a family without one.
   virtual int SetPreview(const uint8_t* bytes, uint32_t size);
+  // Why the note is not editable, in words for the user; nullptr when it is, or with no reason.
+  virtual const char* NotEditableReason() const { return nullptr; }
 };
 
 // The facts of one family, as data. One constant per family, in the family's own file.

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "makernote/makernote_recognise.h"
+
 namespace {
 
 constexpr uint32_t kHeaderSize = 6;  // "Exif\0\0"
@@ -105,7 +107,7 @@ void WalkDirectory(const Reader& reader, int64_t at, uint16_t parentTag, const N
   table.parentTag = parentTag;
   const uint32_t count = ExifReadU16(reader.bigEndian, reader.tiff + at);
   AddRange(&walk->ranges, at, 2 + uint64_t(count) * 12 + 4);
-  const TypeSizeFunction sizeOf = layout != nullptr && layout->wideTypes ? ExifTypeSizeWide : ExifTypeSize;
+  const TypeSizeFunction sizeOf = layout != nullptr && layout->wideTypes ? MakerNoteOlympusTypeSize : ExifTypeSize;
   for (uint32_t i = 0; i < count; ++i) {
     const uint8_t* field = reader.tiff + at + 2 + i * 12;
     MakerNoteWalkEntry entry;

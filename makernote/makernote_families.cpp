@@ -5,6 +5,7 @@
 #include "makernote/header_note.h"
 #include "makernote/makernote_unread.h"
 #include "makernote/nikon.h"
+#include "makernote/olympus.h"
 
 namespace {
 

@@ -7,4 +7,3 @@
 
 extern const MakerNoteDescriptor kCanonNote;
 extern const MakerNoteDescriptor kFujifilmNote;
-extern const MakerNoteDescriptor kOlympusNote;

@@ -9,6 +9,7 @@
 
 #include "exif/exif_reader.h"
 #include "exif/exif_writer.h"
+#include "exif/ifd_view.h"
 #include "exif/tag_catalogue.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
@@ -29,16 +30,6 @@ bool NikonHeaderMatches(const uint8_t* note) {
          std::memcmp(note, kHeaderBig.data(), kHeaderSize) == 0;
 }
 
-// The embedded TIFF header, read without a word on the error stack: the measure asks, it does
-// not fail.
-bool NikonTiffHeader(const uint8_t* bytes, uint32_t* bigEndian, uint32_t* first) {
-  if (!((bytes[0] == 'I' && bytes[1] == 'I') || (bytes[0] == 'M' && bytes[1] == 'M'))) return false;
-  *bigEndian = bytes[0] == 'M' ? 1 : 0;
-  if (ExifReadU16(*bigEndian, bytes + 2) != 42) return false;
-  *first = ExifReadU32(*bigEndian, bytes + 4);
-  return true;
-}
-
 void NikonClearTable(IfdTable* table) { *table = IfdTable{}; }
 
 void NikonSyncCount(IfdTable* table) { table->entryCount = uint16_t(std::min<size_t>(table->tags.size(), 0xFFFF)); }
@@ -47,43 +38,30 @@ void NikonSyncCount(IfdTable* table) { table->entryCount = uint16_t(std::min<siz
 // and to the end of each out-of-line value. Returns false when the walk ran past `limit` (or past
 // what may be read), which leaves the note at its declared size.
 struct ExtentWalk {
-  const uint8_t* header;  // the embedded TIFF header
-  uint32_t bigEndian;
-  uint64_t readable;  // bytes that may be read from header on
-  uint64_t limit;     // the caller's bound, compared with the extent as measured from the header
+  TiffSpan span;   // from the embedded TIFF header: the bytes that may be read
+  uint64_t limit;  // the caller's bound, compared with the extent as measured from the header
   uint64_t extent = 0;
 
   bool Raise(uint64_t end) {
     extent = std::max(extent, end);
     return limit >= extent;
   }
-  // Entry count of the directory at offset, or -1 when it cannot be read whole.
-  int64_t DirectoryEntries(uint64_t offset) const {
-    if (offset + 2 > readable) return -1;
-    const uint16_t n = ExifReadU16(bigEndian, header + offset);
-    if (offset + 2 + uint64_t(n) * 12 + 4 > readable) return -1;
-    return n;
-  }
-  const uint8_t* Entry(uint64_t directory, uint32_t i) const { return header + directory + 2 + uint64_t(i) * 12; }
-  uint64_t ValueSize(const uint8_t* entry) const {
-    return uint64_t(ExifTypeSize(ExifReadU16(bigEndian, entry + 2))) * ExifReadU32(bigEndian, entry + 4);
-  }
-  uint32_t Word(const uint8_t* entry) const { return ExifReadU32(bigEndian, entry + 8); }
-  uint16_t Tag(const uint8_t* entry) const { return ExifReadU16(bigEndian, entry); }
+  // Whether the directory can be read whole, its link included.
+  static bool Readable(const IfdView& directory) { return directory.HasCount() && directory.Holds(4); }
 
   // One sub-directory; in the thumbnail directory the preview's end counts too.
   bool SubDirectory(uint64_t offset, bool withPreview) {
-    const int64_t n = DirectoryEntries(offset);
-    if (n < 0) return false;
-    if (!Raise(offset + 2 + uint64_t(n) * 12 + 4)) return false;
+    const IfdView directory(span, offset);
+    if (!Readable(directory)) return false;
+    if (!Raise(directory.EntriesEnd() + 4)) return false;
     uint64_t previewOffset = 0;
-    for (uint32_t i = 0; i < uint32_t(n); ++i) {
-      const uint8_t* entry = Entry(offset, i);
-      const uint64_t size = ValueSize(entry);
-      if (size > 4 && !Raise(Word(entry) + size)) return false;
+    for (uint32_t i = 0; i < directory.Count(); ++i) {
+      const IfdEntry entry = directory.Entry(i);
+      const uint64_t size = entry.ValueSize(ExifTypeSize);
+      if (size > 4 && !Raise(entry.word + size)) return false;
       if (!withPreview) continue;
-      if (Tag(entry) == NikonTagPreviewOffset) previewOffset = Word(entry);
-      if (Tag(entry) == NikonTagPreviewLength && !Raise(previewOffset + Word(entry))) return false;
+      if (entry.tag == NikonTagPreviewOffset) previewOffset = entry.word;
+      if (entry.tag == NikonTagPreviewLength && !Raise(previewOffset + entry.word)) return false;
     }
     return true;
   }
@@ -199,29 +177,30 @@ int NikonStorePreview(NikonContext* nikon, const uint8_t* bytes, uint32_t size) 
 
 uint32_t NikonNoteExtent(const uint8_t* note, uint32_t declared, uint32_t limit) {
   if (!note) return declared;
-  ExtentWalk walk{note + kHeaderSize, 0, limit > kHeaderSize ? limit - kHeaderSize : 0, limit};
-  uint32_t firstOffset = 0;
+  ExtentWalk walk{TiffSpan{note + kHeaderSize, limit > kHeaderSize ? limit - kHeaderSize : 0, 0}, limit};
+  TiffHeader header;
+  // The embedded header is read without a word on the error stack: the measure asks, it does not fail.
   if (declared >= kShortestNote && limit >= kHeaderSize + kTiffHeaderSize &&
-      NikonTiffHeader(note + kHeaderSize, &walk.bigEndian, &firstOffset)) {
-    const uint64_t first = firstOffset;
-    const int64_t n = walk.DirectoryEntries(first);
-    if (n < 0) return declared;
-    if (!walk.Raise(first + uint64_t(n) * 12 + 6)) return declared;
+      TiffHeaderRead(note + kHeaderSize, IfdCheck::Quiet, &header)) {
+    walk.span.bigEndian = header.bigEndian;
+    const IfdView directory(walk.span, header.firstIfdOffset);
+    if (!ExtentWalk::Readable(directory)) return declared;
+    if (!walk.Raise(directory.EntriesEnd() + 4)) return declared;
     uint32_t scanner = 0;
     uint32_t thumbnail = 0;
     bool hasScanner = false;
     bool hasThumbnail = false;
-    for (uint32_t i = 0; i < uint32_t(n); ++i) {
-      const uint8_t* entry = walk.Entry(first, i);
-      const uint64_t size = walk.ValueSize(entry);
-      if (size > 4) walk.Raise(walk.Word(entry) + size);
+    for (uint32_t i = 0; i < directory.Count(); ++i) {
+      const IfdEntry entry = directory.Entry(i);
+      const uint64_t size = entry.ValueSize(ExifTypeSize);
+      if (size > 4) walk.Raise(entry.word + size);
       // Only the low 16 bits of a link are taken: a sub-directory beyond 65,535 is measured
       // short, as the notes this handler was made for never reach that far.
-      if (walk.Tag(entry) == NikonTagScannerIfd) {
-        scanner = walk.Word(entry) & 0xFFFFu;
+      if (entry.tag == NikonTagScannerIfd) {
+        scanner = entry.word & 0xFFFFu;
         hasScanner = true;
-      } else if (walk.Tag(entry) == NikonTagThumbnailIfd) {
-        thumbnail = walk.Word(entry) & 0xFFFFu;
+      } else if (entry.tag == NikonTagThumbnailIfd) {
+        thumbnail = entry.word & 0xFFFFu;
         hasThumbnail = true;
       }
     }
