@@ -113,6 +113,10 @@ struct MakerNoteDescriptor {
   const TagDefinition* (*catalogue)(uint32_t table) = nullptr;
   // The value text of an entry of a table; nullptr uses the engine's general text.
   int (*formatValue)(const TagEntry* entry, uint32_t table, char* text, uint32_t room) = nullptr;
+  // The same for a text that depends on other tags of the open note (a divisor another tag
+  // holds): taken before formatValue when set, so that each document answers from its own note.
+  int (*formatValueIn)(MakerNoteContext* context, const TagEntry* entry, uint32_t table, char* text,
+                       uint32_t room) = nullptr;
   // The line of kind 264 ("the lens"), composed from the open note; nullptr for none.
   int (*lensText)(MakerNoteContext* context, char* text, uint32_t room) = nullptr;
   uint32_t previewLimit = 0;  // the largest preview, width << 16 | height; 0 for no preview

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "makernote/canon.h"
+#include "makernote/fujifilm.h"
 #include "makernote/makernote_unread.h"
 #include "makernote/nikon.h"
 

@@ -4,10 +4,8 @@
 
 namespace {
 
-constexpr MakerNoteTableName kCanonTables[] = {{257, "Canon MakerNote"}};
 constexpr MakerNoteTableName kPentaxTables[] = {{257, "Pentax MakerNote"}};
 constexpr MakerNoteTableName kSonyTables[] = {{257, "Sony MakerNote Main IFD"}, {258, "Sony MakerNote Sub IFD"}};
-constexpr MakerNoteTableName kFujifilmTables[] = {{257, "FUJIFILM MakerNote"}};
 constexpr MakerNoteTableName kPanasonicTables[] = {{257, "Panasonic MakerNote"}};
 constexpr MakerNoteTableName kCasioTables[] = {{257, "CASIO MakerNote"}};
 constexpr MakerNoteTableName kOlympusTables[] = {
@@ -24,8 +22,6 @@ constexpr MakerNoteProtectedTag kOlympusProtected[] = {
 
 }  // namespace
 
-const MakerNoteDescriptor kCanonNote{
-    .family = FamilyCanon, .displayName = "Canon", .recognise = MakerNoteRecogniseCanon, .tables = kCanonTables, .protectedTags = {}};
 const MakerNoteDescriptor kPentaxNote{.family = FamilyPentax,
                                       .displayName = "Pentax",
                                       .recognise = MakerNoteRecognisePentax,
@@ -36,11 +32,6 @@ const MakerNoteDescriptor kSonyNote{.family = FamilySony,
                                     .recognise = MakerNoteRecogniseSony,
                                     .tables = kSonyTables,
                                     .protectedTags = kSonyProtected};
-const MakerNoteDescriptor kFujifilmNote{.family = FamilyFujifilm,
-                                        .displayName = "FUJFILM",
-                                        .recognise = MakerNoteRecogniseFujifilm,
-                                        .tables = kFujifilmTables,
-                                        .protectedTags = {}};
 const MakerNoteDescriptor kPanasonicNote{.family = FamilyPanasonic,
                                          .displayName = "Panasonic",
                                          .recognise = MakerNoteRecognisePanasonic,

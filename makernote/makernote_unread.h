@@ -5,10 +5,8 @@
 
 #include "exif/makernote_handler.h"
 
-extern const MakerNoteDescriptor kCanonNote;
 extern const MakerNoteDescriptor kPentaxNote;
 extern const MakerNoteDescriptor kSonyNote;
-extern const MakerNoteDescriptor kFujifilmNote;
 extern const MakerNoteDescriptor kPanasonicNote;
 extern const MakerNoteDescriptor kCasioNote;
 extern const MakerNoteDescriptor kOlympusNote;
