@@ -47,6 +47,7 @@ int CanonContext::Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t /
   main = IfdTable{};
   editable = 0;
   needsRebuild = 0;
+  keepAsBytes = 0;
   readFailed = 1;
   const uint64_t start = 6 + uint64_t(noteTag->sourceWord);
   const uint32_t count = noteTag->count;
@@ -76,7 +77,11 @@ int CanonContext::Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t /
       needsRebuild = 1;
   }
   readFailed = 0;
-  editable = TagListAllDistinct(&main);
+  // A block found by its place in the file is not among the table's values: a rebuild would
+  // lose it, so the note stays as its bytes.
+  const TagEntry* decision = ExifFindInTable(&main, CanonTagDecisionData);
+  keepAsBytes = decision != nullptr && decision->U32(0) != 0 ? 1 : 0;
+  editable = TagListAllDistinct(&main) && !keepAsBytes;
   return 1;
 }
 
@@ -118,12 +123,6 @@ int CanonContext::Relocate(uint8_t* tiff, const RawEntry& entry) {
   uint32_t size = 0;
   // Build answers the size without writing; only a note of that size is the one built here.
   if (!Build(nullptr, 0, &size) || size != count) return CanonFail(ErrMakerNoteBuild);
-  const uint32_t order = tiff[0] == 'M' ? 1 : 0;
-  if (order != bigEndian) {
-    // The payload changed its order: the note follows it, as the footer says the Exif's order.
-    bigEndian = order;
-    if (!Build(note, count, &size) || size != count) return CanonFail(ErrMakerNoteBuild);
-  }
   uint8_t* field = note + 2 + 8;
   for (const TagEntry& tag : main.tags) {
     const uint64_t bytes = CanonValueSize(tag);

@@ -17,6 +17,7 @@ enum CanonTag : uint16_t {
   CanonTagFocalLength = 2,     // SHORT array: element 1 the focal length over that divisor
   CanonTagShotInfo = 4,
   CanonTagLensName = 81,
+  CanonTagDecisionData = 131,  // LONG: where a block of the note's data lies, from the file's start
   CanonTagLensModel = 149,
   CanonTagProcessingInfo = 160,
 };
@@ -24,11 +25,13 @@ enum CanonTag : uint16_t {
 struct CanonContext : MakerNoteOneTableContext {
   uint32_t exifBigEndian = 0;  // the order of the Exif TIFF header around the note
   uint32_t readFailed = 0;     // the last parse broke off: the table holds part of the note only
+  uint32_t keepAsBytes = 0;    // tag 131 names a block by its place in the file: never rebuilt
 
   int Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t offsetBias, const TagEntry* noteTag) override;
   int Build(uint8_t* output, uint32_t room, uint32_t* size) override;
   int PutTag(uint32_t table, uint16_t tag, uint16_t type, uint32_t count, const void* value) override;
   int DeleteTag(uint32_t table, uint16_t tag) override;
+  int KeepAsBytes() override { return keepAsBytes != 0; }
   // Adds the note's place to every out-of-line offset and to the footer; a note written in
   // another order than the payload around it is first written again in the payload's order.
   int Relocate(uint8_t* tiff, const RawEntry& entry) override;

@@ -136,7 +136,12 @@ int BuildPayload(ExifDocument* document, int mode, const SaveLayout& layout, int
 // Steps 4 and 5 of a save with a rebuild in view. Returns 1 when the note is to be rebuilt,
 // 0 when it stays as bytes, or a negative save result.
 int DecideRebuild(const std::string& destination, ExifDocument* document, const Prompt* owner) {
-  if (ExifMakerNoteEnabled(document)) return 1;
+  if (ExifMakerNoteEnabled(document)) {
+    MakerNoteContext* context = ExifMakerNoteContext(document);
+    if (context == nullptr || !context->KeepAsBytes()) return 1;
+    ExifCloseMakerNote(document);  // the handler could not write it again whole
+    return 0;
+  }
   const int answer = MakerNoteAskKeep(destination, document, owner);
   if (answer < 0) return answer;
   if (answer == 0) ExifCloseMakerNote(document);
