@@ -232,7 +232,7 @@ int MakerNoteWalkPayload(const uint8_t* payload, uint32_t size, uint32_t offset,
     reader.bigEndian ^= 1u;
     if (!DirectoryPlausible(reader, tableAt, true)) reader.bigEndian ^= 1u;
   }
-  walk->exifOrder = readable && !footer && reader.bigEndian == (payload[kHeaderSize] == 'M' ? 1u : 0u) &&
+  walk->exifOrder = readable && reader.bigEndian == (payload[kHeaderSize] == 'M' ? 1u : 0u) &&
                     (layout == nullptr || layout->orderAt == kExifOrder);
   if (layout != nullptr)
     for (uint16_t tag : layout->pointers)

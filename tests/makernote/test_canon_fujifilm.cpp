@@ -26,9 +26,13 @@ struct Family {
   uint32_t family;
   uint16_t editTag;  // an ASCII tag of table 257 the edit sweep sets
   const char* editName;
+  bool otherOrder;  // the note may go into a payload of the other byte order
 };
-constexpr Family kCanon{"corpus/makers/canon", FamilyCanon, 9, "OwnerName"};
-constexpr Family kFujifilm{"corpus/makers/fujifilm", FamilyFujifilm, 4096, "Quality"};
+// A Canon note is read in the Exif's order by one independent reader and by its own footer,
+// with blocks always little-endian, by the other: it goes only into a payload of its own order,
+// other saves are refused. A Fujifilm note is little-endian in any payload.
+constexpr Family kCanon{"corpus/makers/canon", FamilyCanon, 9, "OwnerName", false};
+constexpr Family kFujifilm{"corpus/makers/fujifilm", FamilyFujifilm, 4096, "Quality", true};
 
 PromptAnswer AnswerYes(void*, const PromptQuestion& question) {
   return question.buttons == PromptButtonsYesNoCancel ? PromptAnswerYes : PromptAnswerOk;
@@ -51,6 +55,14 @@ int SaveWith(const fs::path& source, const fs::path& written, const Family& fami
     EXPECT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist));
   Prompt prompt{AnswerYes, nullptr};
   return ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, 1, layout) == SaveWritten;
+}
+
+// Whether a save into the other byte order may write the file: the family's note is free of the
+// Exif's order, or the note is already in the order the payload goes into.
+bool GoesToOtherOrder(const fs::path& file, const Family& family) {
+  ExifDocumentPtr document = frameworktest::ReadDocument(file);
+  const MakerNoteContext* context = document ? ExifMakerNoteContext(document.get()) : nullptr;
+  return family.otherOrder || (context != nullptr && context->bigEndian != document->bigEndian);
 }
 
 // Every entry of the note as Tavexon reads it equals ExifTool's listing; 1 when the file's note
@@ -81,7 +93,8 @@ void SweepEntries(const Family& family) {
     read += ours;
     // The same note rebuilt into a payload of the other byte order.
     const fs::path flipped = scratch / file.filename();
-    if (ours && SaveWith(file, flipped, family, Edit::OtherByteOrder)) {
+    if (ours && GoesToOtherOrder(file, family)) {
+      ASSERT_EQ(SaveWith(file, flipped, family, Edit::OtherByteOrder), 1) << file;
       EXPECT_EQ(ExpectEntriesMatch(flipped, family), 1);
     }
   }
@@ -126,10 +139,9 @@ void SweepRebuilds(const Family& family) {
     const bool editable = document && ExifMakerNoteEditable(document.get());
     for (Edit edit : {Edit::LongArtist, Edit::OtherByteOrder, Edit::NoteTag}) {
       const fs::path written = scratch / ("e" + std::to_string(int(edit)) + file.filename().string());
-      const bool bytesOnly = kNoFooter.count(file.filename().string()) != 0;
-      if ((edit == Edit::NoteTag && !editable) || (edit == Edit::OtherByteOrder && bytesOnly)) {
-        // A note with a tag twice is not edited; a note carried as bytes whose order is the
-        // Exif's cannot go into the other order: the save is refused and nothing is written.
+      if ((edit == Edit::NoteTag && !editable) || (edit == Edit::OtherByteOrder && !GoesToOtherOrder(file, family))) {
+        // A note that cannot be written again whole is not edited; a note read in the Exif's
+        // order does not go into the other one: the save is refused and nothing is written.
         EXPECT_EQ(SaveWith(file, written, family, edit), 0) << file;
         EXPECT_FALSE(fs::exists(written)) << file;
         continue;
