@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "exif/exif_writer.h"
+#include "exif/ifd_view.h"
 
 namespace {
 
@@ -30,34 +31,29 @@ void PatchWriteValue(uint8_t* out, uint32_t type, uint32_t count, const uint8_t*
   }
 }
 
-// Whether `size` bytes at `at` stand inside [low, high); always true without a bound.
-bool Inside(const uint8_t* at, uint64_t size, const uint8_t* low, const uint8_t* high) {
-  if (high == nullptr) return true;
-  return at >= low && at <= high && size <= uint64_t(high - at);
-}
-
 }  // namespace
 
 int ExifPatchEntry(uint8_t* directory, uint32_t baseOffset, uint16_t tag, uint16_t type, uint32_t count,
                    const void* value, uint32_t bigEndian, const uint8_t* payloadEnd) {
   if (directory == nullptr || (count > 0 && value == nullptr)) return 0;
   uint8_t* tiff = directory - baseOffset;
-  if (!Inside(directory, 2, tiff, payloadEnd)) return 0;
-  uint32_t entries = ExifReadU16(bigEndian, directory);
+  const uint64_t size = payloadEnd == nullptr ? kTiffSpanUnbounded : payloadEnd >= tiff ? uint64_t(payloadEnd - tiff) : 0;
+  const IfdView view(TiffSpan{tiff, size, bigEndian}, baseOffset);
   // The entries and the next-IFD link behind them.
-  if (!Inside(directory, 2 + uint64_t(entries) * kEntrySize + 4, tiff, payloadEnd)) return 0;
-  uint32_t index = 0;
-  while (index < entries && ExifReadU16(bigEndian, directory + 2 + index * kEntrySize) != tag) ++index;
-  if (index == entries) return -1;
-  uint8_t* entry = directory + 2 + index * kEntrySize;
+  if (!view.HasCount() || !view.Holds(4)) return 0;
+  const uint32_t entries = view.Count();
+  const int64_t index = view.Find(tag);
+  if (index < 0) return -1;
+  const IfdEntry found = view.Entry(uint32_t(index));
+  uint8_t* entry = tiff + found.position;
 
-  uint64_t oldSize = uint64_t(ExifTypeSizeWide(ExifReadU16(bigEndian, entry + 2))) * ExifReadU32(bigEndian, entry + 4);
+  uint64_t oldSize = found.ValueSize(ExifTypeSizeWide);
   uint64_t newSize = uint64_t(ExifTypeSizeWide(type)) * count;
   if (newSize > 4 && oldSize < newSize) return 0;
   uint8_t* oldValue = nullptr;
   if (oldSize > 4) {
-    oldValue = tiff + ExifReadU32(bigEndian, entry + 8);
-    if (!Inside(oldValue, oldSize, tiff, payloadEnd)) return 0;
+    if (view.Value(found, oldSize) == nullptr) return 0;
+    oldValue = tiff + found.word;
     std::memset(oldValue, 0, size_t(oldSize));
   }
 
@@ -85,12 +81,11 @@ int ExifPatchEntry(uint8_t* directory, uint32_t baseOffset, uint16_t tag, uint16
 
 void ExifPatchValueField(uint8_t* directory, uint16_t tag, uint32_t count, uint32_t value, uint32_t bigEndian) {
   if (directory == nullptr) return;
-  uint32_t entries = ExifReadU16(bigEndian, directory);
-  for (uint32_t i = 0; i < entries; ++i) {
-    uint8_t* entry = directory + 2 + i * kEntrySize;
-    if (ExifReadU16(bigEndian, entry) != tag) continue;
-    ExifWriteU32(bigEndian, entry + 4, count);
-    ExifWriteU32(bigEndian, entry + 8, value);
-    return;
-  }
+  // A directory this process has just written: its end is trusted.
+  const IfdView view(TiffSpan{directory, kTiffSpanUnbounded, bigEndian}, 0);
+  const int64_t index = view.Find(tag);
+  if (index < 0) return;
+  uint8_t* entry = directory + view.Entry(uint32_t(index)).position;
+  ExifWriteU32(bigEndian, entry + 4, count);
+  ExifWriteU32(bigEndian, entry + 8, value);
 }

@@ -13,13 +13,13 @@
 #include <new>
 #include <vector>
 
+#include "exif/ifd_view.h"
+#include "exif/jpeg_segments.h"
 #include "exif/makernote_handler.h"
 #include "frame/error_stack.h"
 
 namespace {
 
-constexpr uint8_t kMarkerApp1 = 0xE1;
-constexpr uint8_t kMarkerSos = 0xDA;
 constexpr uint32_t kDirectBlock = 65536;
 const uint8_t kExifHeader[6] = {'E', 'x', 'i', 'f', 0, 0};
 
@@ -27,11 +27,6 @@ struct FileCloser {
   void operator()(std::FILE* f) const { std::fclose(f); }
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
-
-uint32_t Fail(uint32_t code) {
-  ErrorPush(code);
-  return code;
-}
 
 // The first number of a tag: a SHORT as 16 bits, anything else as a 32-bit word.
 uint32_t TagFirstNumber(const TagEntry* entry) {
@@ -55,60 +50,16 @@ void ReadRefused(int reason, const std::string& path) {
   ErrorPushSystem(reason == EISDIR ? ErrFileOpen : ErrFileIo, reason, path);
 }
 
+// The walk from the start of image to the first APP1: 0 when found, the walk standing before
+// its payload; otherwise the code. segment->code is APP1 when the APP1 was found but its length
+// is missing or below 2.
+uint32_t App1Find(JpegSegments& walk, JpegSegment* segment) {
+  *segment = JpegSegment{};
+  if (walk.Start() != JpegStep::Segment) return ErrNotJpeg;
+  return JpegStepError(JpegSegmentsFind(walk, kJpegApp1, segment));
+}
+
 }  // namespace
-
-uint32_t JpegFindMarkerInFile(std::FILE* stream, uint8_t marker) {
-  uint8_t b[2];
-  if (!stream || std::fread(b, 1, 2, stream) != 2 || b[0] != 0xFF || b[1] != 0xD8) return Fail(ErrNotJpeg);
-  if (std::fread(b, 1, 2, stream) != 2) return Fail(ErrFileIo);
-  for (;;) {
-    // No fill bytes are skipped: 0xFF 0xFF reads as a marker with code 0xFF.
-    if (b[0] != 0xFF) return Fail(ErrMarkerStructure);
-    if (b[1] == marker) return 1;
-    if (b[1] == kMarkerSos) return Fail(ErrScanReached);
-    uint8_t length[2];
-    if (std::fread(length, 1, 2, stream) != 2) return Fail(ErrFileIo);
-    const long skip = long(length[0] << 8 | length[1]) - 2;
-    if (std::fseek(stream, skip, SEEK_CUR) != 0) return Fail(ErrFileIo);
-    if (std::fread(b, 1, 2, stream) != 2) return Fail(ErrFileIo);
-  }
-}
-
-uint32_t JpegFindMarkerInBuffer(const uint8_t* bytes, uint32_t size, uint8_t marker) {
-  if (!bytes || size < 2 || bytes[0] != 0xFF || bytes[1] != 0xD8) {
-    ErrorPush(ErrNotJpeg);
-    return 0;
-  }
-  uint32_t pos = 2;
-  for (;;) {
-    if (size - pos < 2) {
-      ErrorPush(ErrFileIo);
-      return 0;
-    }
-    if (bytes[pos] != 0xFF) {
-      ErrorPush(ErrMarkerStructure);
-      return 0;
-    }
-    const uint8_t code = bytes[pos + 1];
-    pos += 2;
-    if (code == marker) return pos;
-    if (code == kMarkerSos) {
-      ErrorPush(ErrScanReached);
-      return 0;
-    }
-    if (size - pos < 2) {
-      ErrorPush(ErrFileIo);
-      return 0;
-    }
-    const uint32_t skip = uint16_t((bytes[pos] << 8 | bytes[pos + 1]) - 2);
-    pos += 2;
-    if (size - pos < skip) {
-      ErrorPush(ErrFileIo);
-      return 0;
-    }
-    pos += skip;
-  }
-}
 
 int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
   FilePtr file(std::fopen(path.c_str(), "rb"));
@@ -119,27 +70,22 @@ int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size) {
   // One read brings in the head, where the markers before APP1 and APP1 itself stand.
   std::setvbuf(file.get(), nullptr, _IOFBF, kDirectBlock);
   errno = 0;
-  const uint32_t found = JpegFindMarkerInFile(file.get(), kMarkerApp1);
-  if (found != 1) {
+  JpegSegments walk(file.get());
+  JpegSegment segment;
+  const uint32_t code = App1Find(walk, &segment);
+  if (code != 0) {
+    // An APP1 cut short within its length is a failed read, whatever the system says.
+    ErrorPush(segment.code == kJpegApp1 ? uint32_t(ErrFileIo) : code);
+    if (segment.code == kJpegApp1) return 0;
     if (std::ferror(file.get()) && errno != 0) {
       ReadRefused(errno, path);
-    } else if (found == ErrScanReached) {
+    } else if (code == ErrScanReached) {
       ErrorPop();
       ErrorPush(ErrNoExif);
     }
     return 0;
   }
-  uint8_t length[2];
-  if (std::fread(length, 1, 2, file.get()) != 2) {
-    ErrorPush(ErrFileIo);
-    return 0;
-  }
-  const uint32_t segment = uint32_t(length[0] << 8 | length[1]);
-  if (segment < 2) {
-    ErrorPush(ErrFileIo);
-    return 0;
-  }
-  const uint32_t payload = segment - 2;
+  const uint32_t payload = segment.Payload();
   if (size) *size = payload;
   if (!buffer) return 1;
   if (std::fread(buffer, 1, payload, file.get()) != payload) {
@@ -161,34 +107,33 @@ int ExifReadApp1Direct(const std::string& path, uint8_t* buffer, uint32_t* size)
   uint32_t held = first;
   int result = 0;
   const int reason = got < 0 ? errno : 0;
-  const uint32_t marker = JpegFindMarkerInBuffer(block.data(), first, kMarkerApp1);
-  if (marker == 0) {
+  JpegSegments walk(std::span<const uint8_t>(block.data(), first));
+  JpegSegment segment;
+  const uint32_t code = App1Find(walk, &segment);
+  if (code != 0 && segment.code == kJpegApp1) {
+    ErrorPush(ErrFileIo);  // the APP1 is cut short within its length
+  } else if (code != 0) {
+    ErrorPush(code);
     if (reason != 0) {
       ReadRefused(reason, path);
-    } else if (ErrorPeek() == ErrScanReached) {
+    } else if (code == ErrScanReached) {
       ErrorPop();
       ErrorPush(ErrNoExif);
     }
-  } else if (first - marker < 2) {
-    ErrorPush(ErrFileIo);
   } else {
-    const uint32_t payload = uint16_t((block[marker] << 8 | block[marker + 1]) - 2);
-    const uint32_t start = marker + 2;
-    if (payload > kApp1PayloadMax || (block[marker] == 0 && block[marker + 1] < 2)) {
+    const uint32_t payload = segment.Payload();
+    const uint64_t start = walk.Position();
+    if (start + payload > held) {
+      // The payload runs past the first block: one more block holds the rest.
+      got = ::pread(fd, block.data() + held, kDirectBlock, held);
+      held += got > 0 ? uint32_t(got) : 0;
+    }
+    if (start + payload > held) {
       ErrorPush(ErrFileIo);
     } else {
-      if (start + payload > held) {
-        // The payload runs past the first block: one more block holds the rest.
-        got = ::pread(fd, block.data() + held, kDirectBlock, held);
-        held += got > 0 ? uint32_t(got) : 0;
-      }
-      if (start + payload > held) {
-        ErrorPush(ErrFileIo);
-      } else {
-        if (size) *size = payload;
-        if (buffer) std::memcpy(buffer, block.data() + start, payload);
-        result = 1;
-      }
+      if (size) *size = payload;
+      if (buffer) std::memcpy(buffer, block.data() + start, payload);
+      result = 1;
     }
   }
   // A folder scan touches thousands of files once; their heads need not stay cached.
@@ -262,17 +207,10 @@ int ExifReadTiffHeader(const uint8_t* bytes, ExifContext* context) {
     context->firstIfdOffset = 0;
     return 1;
   }
-  if (!((bytes[0] == 'I' && bytes[1] == 'I') || (bytes[0] == 'M' && bytes[1] == 'M'))) {
-    ErrorPush(ErrByteOrder);
-    return 0;
-  }
-  const uint32_t bigEndian = bytes[0] == 'M' ? 1 : 0;
-  if (ExifReadU16(bigEndian, bytes + 2) != 42) {
-    ErrorPush(ErrTiffMagic);
-    return 0;
-  }
-  context->bigEndian = bigEndian;
-  context->firstIfdOffset = ExifReadU32(bigEndian, bytes + 4);
+  TiffHeader header;
+  if (!TiffHeaderRead(bytes, IfdCheck::Push, &header)) return 0;
+  context->bigEndian = header.bigEndian;
+  context->firstIfdOffset = header.firstIfdOffset;
   return 1;
 }
 
@@ -285,28 +223,23 @@ int ExifParseIfd(const ExifContext* context, const uint8_t* bytes, uint32_t rema
   const uint32_t bigEndian = context->bigEndian;
   const TypeSizeFunction sizeOf = context->typeSize ? context->typeSize : ExifTypeSize;
   table->baseOffset = uint16_t(baseOffset);
-  if (remaining < 2) {
+  // The view counts from the TIFF header, which stands baseOffset bytes before the directory,
+  // so a value may lie before the directory; every bound pushes 788.
+  const TiffSpan span{bytes - baseOffset, uint64_t(remaining) + baseOffset, bigEndian, IfdCheck::Push};
+  const IfdView directory(span, baseOffset);
+  if (!directory.HasCount()) {
     table->entryCount = 0;
     table->nextIfdOffset = 0;
-    ErrorPush(ErrOutOfRange);
     return 0;
   }
-  const uint16_t entryCount = ExifReadU16(bigEndian, bytes);
-  table->entryCount = entryCount;
-  uint32_t position = 2;
-  int ok = 1;
+  const uint32_t entryCount = directory.Count();
+  table->entryCount = uint16_t(entryCount);
+  int ok = directory.Holds(0) ? 1 : 0;
+  uint32_t i = 0;
   std::vector<uint8_t> swapped;
-  if (remaining < uint32_t(entryCount) * 12 + 2) {
-    ErrorPush(ErrOutOfRange);
-    ok = 0;
-  }
-  for (uint32_t i = 0; ok && i < entryCount; ++i, position += 12) {
-    const uint8_t* entry = bytes + position;
-    const uint16_t tag = ExifReadU16(bigEndian, entry);
-    const uint16_t type = ExifReadU16(bigEndian, entry + 2);
-    const uint32_t count = ExifReadU32(bigEndian, entry + 4);
-    const uint32_t word = ExifReadU32(bigEndian, entry + 8);
-    const uint32_t elementSize = sizeOf(type);
+  for (; ok && i < entryCount; ++i) {
+    const IfdEntry entry = directory.Entry(i);
+    const uint32_t elementSize = sizeOf(entry.type);
     if (elementSize == 0) {
       ErrorPush(ErrUnknownType);
       ok = 0;
@@ -314,23 +247,16 @@ int ExifParseIfd(const ExifContext* context, const uint8_t* bytes, uint32_t rema
     }
     // Sized in 64 bits: a count of four thousand million is refused here by the bound below,
     // before anything is allocated for it.
-    const uint64_t size = uint64_t(elementSize) * count;
+    const uint64_t size = entry.ValueSize(sizeOf);
     if (limitValues == 1 && size > kApp1PayloadMax) {
       ErrorPush(ErrValueTooLarge);
       ok = 0;
       break;
     }
-    const uint8_t* value = entry + 8;
-    if (size > 4) {
-      // The value lies at the offset from the TIFF header; the directory stands baseOffset
-      // behind that header. Only the upper bound is tested: a value may lie before the directory.
-      const int64_t start = int64_t(word) - int64_t(baseOffset);
-      if (start + int64_t(size) > int64_t(remaining)) {
-        ErrorPush(ErrOutOfRange);
-        ok = 0;
-        break;
-      }
-      value = bytes + start;
+    const uint8_t* value = directory.Value(entry, size);
+    if (!value) {
+      ok = 0;
+      break;
     }
     if (bigEndian && size > 0) {
       try {
@@ -340,18 +266,19 @@ int ExifParseIfd(const ExifContext* context, const uint8_t* bytes, uint32_t rema
         ok = 0;
         break;
       }
-      if (ExifTypeSize(type) == elementSize)
-        ExifSwapValue(value, swapped.data(), type, count);
+      if (ExifTypeSize(entry.type) == elementSize)
+        ExifSwapValue(value, swapped.data(), entry.type, entry.count);
       else
         std::memcpy(swapped.data(), value, size_t(size));  // a handler's own type: kept as bytes
       value = swapped.data();
     }
-    if (!TagListAppend(context, &table->tags, tag, type, count, word, value)) {
+    if (!TagListAppend(context, &table->tags, entry.tag, entry.type, entry.count, entry.word, value)) {
       ok = 0;
       break;
     }
   }
-  table->nextIfdOffset = remaining >= 4 && position <= remaining - 4 ? ExifReadU32(bigEndian, bytes + position) : 0;
+  // The link behind the entries, or, when the walk stopped early, the word where it stopped.
+  table->nextIfdOffset = span.U32(directory.Entry(i).position);
   return ok;
 }
 
@@ -497,32 +424,28 @@ uint32_t FileProbe(const std::string& path) {
 }
 
 uint32_t RawFindEntry(const uint8_t* tiff, uint32_t size, uint32_t ifdOffset, uint16_t tag, uint32_t bigEndian) {
-  if (!tiff || ifdOffset == 0 || size < 2 || ifdOffset > size - 2) return 0;
-  const uint32_t count = ExifReadU16(bigEndian, tiff + ifdOffset);
-  for (uint32_t i = 0; i < count; ++i) {
-    const uint64_t position = uint64_t(ifdOffset) + 2 + 12 * uint64_t(i);
-    if (position + 12 > size) return 0;
-    if (ExifReadU16(bigEndian, tiff + position) == tag) return uint32_t(position);
-  }
-  return 0;
+  if (!tiff || ifdOffset == 0) return 0;
+  const IfdView directory(TiffSpan{tiff, size, bigEndian}, ifdOffset);
+  if (!directory.HasCount()) return 0;
+  const int64_t index = directory.Find(tag);
+  return index < 0 ? 0 : uint32_t(directory.Entry(uint32_t(index)).position);
 }
 
 uint32_t RawIfdOffset(const uint8_t* tiff, uint32_t size, uint32_t kind) {
   ExifContext header;
   if (!tiff || size < 8 || !ExifReadTiffHeader(tiff, &header)) return 0;
-  const uint32_t be = header.bigEndian;
+  const TiffSpan span{tiff, size, header.bigEndian};
   const uint32_t primary = header.firstIfdOffset;
   auto pointer = [&](uint32_t ifd, uint16_t tag) -> uint32_t {
-    const uint32_t at = RawFindEntry(tiff, size, ifd, tag, be);
-    return at ? ExifReadU32(be, tiff + at + 8) : 0;
+    const uint32_t at = RawFindEntry(tiff, size, ifd, tag, span.bigEndian);
+    return at ? span.U32(at + 8) : 0;
   };
   switch (kind) {
     case IfdPrimary:
       return primary;
     case IfdThumbnail: {
-      if (primary == 0 || size < 2 || primary > size - 2) return 0;
-      const uint64_t link = uint64_t(primary) + 2 + 12 * uint64_t(ExifReadU16(be, tiff + primary));
-      return link + 4 <= size ? ExifReadU32(be, tiff + link) : 0;
+      const IfdView directory(span, primary);
+      return primary != 0 && directory.HasCount() ? directory.Next() : 0;
     }
     case IfdExif:
       return pointer(primary, TagExifIfdPointer);
@@ -538,12 +461,15 @@ uint32_t RawIfdOffset(const uint8_t* tiff, uint32_t size, uint32_t kind) {
 int RawReadEntry(const uint8_t* tiff, uint32_t size, uint32_t kind, uint16_t tag, RawEntry* entry) {
   ExifContext header;
   if (!tiff || !entry || size < 8 || !ExifReadTiffHeader(tiff, &header)) return 0;
-  const uint32_t at = RawFindEntry(tiff, size, RawIfdOffset(tiff, size, kind), tag, header.bigEndian);
-  if (!at) return 0;
+  const uint32_t offset = RawIfdOffset(tiff, size, kind);
+  const IfdView directory(TiffSpan{tiff, size, header.bigEndian}, offset);
+  const int64_t index = offset != 0 && directory.HasCount() ? directory.Find(tag) : -1;
+  if (index < 0) return 0;
+  const IfdEntry found = directory.Entry(uint32_t(index));
   entry->tag = tag;
-  entry->type = ExifReadU16(header.bigEndian, tiff + at + 2);
-  entry->count = ExifReadU32(header.bigEndian, tiff + at + 4);
-  entry->valueWord = ExifReadU32(header.bigEndian, tiff + at + 8);
-  entry->position = at;
+  entry->type = found.type;
+  entry->count = found.count;
+  entry->valueWord = found.word;
+  entry->position = uint32_t(found.position);
   return 1;
 }

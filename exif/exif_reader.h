@@ -30,12 +30,6 @@ enum FileKind : uint32_t {
   FileKindOther = 1024,
 };
 
-// Marker scans. The file form leaves the stream behind the wanted marker and returns 1, or
-// returns the error code it also pushed; the buffer form returns the position behind the
-// marker, or 0.
-uint32_t JpegFindMarkerInFile(std::FILE* stream, uint8_t marker);
-uint32_t JpegFindMarkerInBuffer(const uint8_t* bytes, uint32_t size, uint8_t marker);
-
 // Reads the first APP1 payload. With no buffer only the size is told. The buffer must hold
 // 65,535 bytes. Returns 1 on success.
 int ExifReadApp1(const std::string& path, uint8_t* buffer, uint32_t* size);

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "exif/exif_document.h"
-#include "exif/exif_reader.h"
+#include "exif/jpeg_segments.h"
 #include "frame/error_stack.h"
 
 namespace fs = std::filesystem;
@@ -113,30 +113,27 @@ int RewriteThroughTemporary(const std::string& source, const std::string& destin
   return out.Commit() ? 1 : Fail(ErrFileIo);
 }
 
-uint64_t Position(std::FILE* file) {
-  long position = std::ftell(file);
-  return position < 0 ? 0 : uint64_t(position);
-}
-
 // The body of JpegReplaceApp1: 0 or an error code.
 uint32_t ReplaceApp1Body(std::FILE* in, TemporaryOutput& out, uint64_t sourceSize, const uint8_t* bytes,
                          uint32_t size) {
   uint64_t resume = 0;  // where the copy of the source goes on
-  if (JpegFindMarkerInFile(in, 0xE1) == 1) {
-    uint64_t behindMarker = Position(in);
-    uint8_t length[2];
-    if (std::fread(length, 1, 2, in) != 2) return ErrFileIo;
+  JpegSegments walk(in);
+  JpegSegment segment;
+  const JpegStep step =
+      walk.Start() == JpegStep::Segment ? JpegSegmentsFind(walk, kJpegApp1, &segment) : JpegStep::Broken;
+  if (segment.code == kJpegApp1) {
+    if (step == JpegStep::Short) return ErrFileIo;
+    const uint64_t behindMarker = segment.position + 2;
     std::rewind(in);
     // Up to and with the marker; the old length and payload are skipped.
     if (!CopyBlocks(in, out, behindMarker)) return ErrFileIo;
-    resume = behindMarker + ((uint32_t(length[0]) << 8) | length[1]);
+    resume = behindMarker + segment.length;
   } else {
-    // The scan's own code is not the outcome: a file with no APP1 simply gets one.
-    ErrorPop();
+    // However the walk ended, a file with no APP1 before its image simply gets one.
     std::rewind(in);
     uint8_t start[2];
     if (std::fread(start, 1, 2, in) != 2 || start[0] != 0xFF || start[1] != 0xD8) return ErrMarkerStructure;
-    static constexpr uint8_t kStartAndApp1[4] = {0xFF, 0xD8, 0xFF, 0xE1};
+    static constexpr uint8_t kStartAndApp1[4] = {0xFF, 0xD8, 0xFF, kJpegApp1};
     if (!out.Write(kStartAndApp1, 4)) return ErrFileIo;
     resume = 2;
   }
@@ -153,29 +150,28 @@ uint32_t ReplaceApp1Body(std::FILE* in, TemporaryOutput& out, uint64_t sourceSiz
 
 // The body of JpegDeleteSegments: 0 or an error code.
 uint32_t DeleteSegmentsBody(std::FILE* in, TemporaryOutput& out, uint64_t sourceSize, uint32_t mask) {
-  uint8_t start[2];
-  if (std::fread(start, 1, 2, in) != 2) return ErrFileIo;
-  if (start[0] != 0xFF || start[1] != 0xD8) return ErrNotJpeg;
-  if (!out.Write(start, 2)) return ErrFileIo;
+  JpegSegments walk(in);
+  const JpegStep start = walk.Start();
+  if (start != JpegStep::Segment) return start == JpegStep::Short ? ErrFileIo : ErrNotJpeg;
+  static constexpr uint8_t kStartOfImage[2] = {0xFF, 0xD8};
+  if (!out.Write(kStartOfImage, 2)) return ErrFileIo;
   for (;;) {
-    uint8_t marker[2];
-    if (std::fread(marker, 1, 2, in) != 2) return ErrFileIo;
-    if (marker[0] != 0xFF) return ErrMarkerStructure;
-    if (marker[1] == 0xDA) {  // start of scan: the image data and the rest go as they are
-      if (!out.Write(marker, 2)) return ErrFileIo;
-      uint64_t here = Position(in);
+    JpegSegment segment;
+    const JpegStep step = walk.Next(&segment);
+    if (step == JpegStep::Scan) {  // the image data and the rest go as they are
+      static constexpr uint8_t kStartOfScan[2] = {0xFF, kJpegStartOfScan};
+      if (!out.Write(kStartOfScan, 2)) return ErrFileIo;
+      const uint64_t here = walk.Position();
       return here <= sourceSize && CopyBlocks(in, out, sourceSize - here) ? 0u : uint32_t(ErrFileIo);
     }
-    uint8_t length[2];
-    if (std::fread(length, 1, 2, in) != 2) return ErrFileIo;
-    uint32_t payload = ((uint32_t(length[0]) << 8) | length[1]) - 2;
-    payload &= 0xFFFF;
-    bool drop = (marker[1] & 0xE0) == 0xE0 && (mask >> (marker[1] & 0x0F) & 1) != 0;
+    if (step != JpegStep::Segment) return JpegStepError(step);
+    const bool drop = (segment.code & 0xE0) == 0xE0 && (mask >> (segment.code & 0x0F) & 1) != 0;
     if (drop) {
-      if (std::fseek(in, long(payload), SEEK_CUR) != 0) return ErrFileIo;
+      if (!walk.Skip(segment)) return ErrFileIo;
       continue;
     }
-    if (!out.Write(marker, 2) || !out.Write(length, 2) || !CopyBlocks(in, out, payload)) return ErrFileIo;
+    const uint8_t head[4] = {0xFF, segment.code, uint8_t(segment.length >> 8), uint8_t(segment.length)};
+    if (!out.Write(head, 4) || !CopyBlocks(in, out, segment.Payload())) return ErrFileIo;
   }
 }
 

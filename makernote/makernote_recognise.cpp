@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "exif/ifd_view.h"
 #include "frame/error_stack.h"
 
 namespace {
@@ -31,34 +32,25 @@ struct Directory {
   uint32_t next = 0;
 };
 
-// A readable stretch of bytes: the note, or the TIFF structure a sub-directory is found in.
-struct ByteView {
-  const uint8_t* bytes;
-  uint64_t size;
-  bool Holds(uint64_t at, uint64_t length) const { return at <= size && length <= size - at; }
-};
-
 constexpr int64_t kNoLowBound = std::numeric_limits<int64_t>::min() / 2;
 
-// The entry count at `at`; -1 when it is not inside the view.
-int64_t DirectoryCount(const ByteView& view, uint64_t at, uint32_t bigEndian) {
-  return view.Holds(at, 2) ? ExifReadU16(bigEndian, view.bytes + at) : -1;
+// The entry count at `at`; -1 when it is not inside the span.
+int64_t DirectoryCount(const TiffSpan& span, uint64_t at) {
+  const IfdView directory(span, at);
+  return directory.HasCount() ? int64_t(directory.Count()) : -1;
 }
 
 // Reads the entries and the next-IFD word of the directory at `at`; false when they are not
-// all inside the view.
-bool ReadDirectory(const ByteView& view, uint64_t at, uint32_t bigEndian, TypeSizeFunction typeSize,
-                   Directory* directory) {
-  int64_t count = DirectoryCount(view, at, bigEndian);
-  if (count < 0 || !view.Holds(at, 2 + uint64_t(count) * 12 + 4)) return false;
+// all inside the span.
+bool ReadDirectory(const TiffSpan& span, uint64_t at, TypeSizeFunction typeSize, Directory* directory) {
+  const IfdView view(span, at);
+  if (!view.HasCount() || !view.Holds(4)) return false;
   directory->entries.clear();
-  for (int64_t i = 0; i < count; ++i) {
-    const uint8_t* entry = view.bytes + at + 2 + uint64_t(i) * 12;
-    uint32_t elementSize = typeSize(ExifReadU16(bigEndian, entry + 2));
-    uint64_t size = uint64_t(elementSize) * ExifReadU32(bigEndian, entry + 4);
-    directory->entries.push_back({ExifReadU16(bigEndian, entry), elementSize != 0, ExifReadU32(bigEndian, entry + 8), size});
+  for (uint32_t i = 0; i < view.Count(); ++i) {
+    const IfdEntry entry = view.Entry(i);
+    directory->entries.push_back({entry.tag, typeSize(entry.type) != 0, entry.word, entry.ValueSize(typeSize)});
   }
-  directory->next = ExifReadU32(bigEndian, view.bytes + at + 2 + uint64_t(count) * 12);
+  directory->next = view.Next();
   return true;
 }
 
@@ -82,13 +74,13 @@ bool EntriesFit(const Directory& directory, const ValueRange& range, UnknownType
 
 // The directory at `start` of the note must fit the declared size with `tail` bytes behind
 // its entries (6 for most families: the next-IFD word and a spare pair).
-bool DirectoryFitsNote(const MakerNoteProbe& probe, const ByteView& note, uint64_t start, uint32_t bigEndian,
-                       uint64_t tail) {
-  int64_t count = DirectoryCount(note, start, bigEndian);
+bool DirectoryFitsNote(const MakerNoteProbe& probe, const TiffSpan& note, uint64_t start, uint64_t tail) {
+  int64_t count = DirectoryCount(note, start);
   return count >= 0 && start + uint64_t(count) * 12 + tail <= probe.count;
 }
 
-ByteView NoteView(const MakerNoteProbe& probe) { return {probe.note, probe.available}; }
+// The note's bytes, read in `bigEndian` order.
+TiffSpan NoteView(const MakerNoteProbe& probe, uint32_t bigEndian) { return {probe.note, probe.available, bigEndian}; }
 
 bool Starts(const MakerNoteProbe& probe, const char* signature, size_t length) {
   return probe.available >= length && std::memcmp(probe.note, signature, length) == 0;
@@ -96,20 +88,16 @@ bool Starts(const MakerNoteProbe& probe, const char* signature, size_t length) {
 
 // "II" or "MM" at the note's byte `at`: 0 or 1, else -1.
 int ByteOrderMark(const MakerNoteProbe& probe, uint32_t at) {
-  if (probe.available < at + 2) return -1;
-  const uint8_t* mark = probe.note + at;
-  if (mark[0] == 'I' && mark[1] == 'I') return 0;
-  if (mark[0] == 'M' && mark[1] == 'M') return 1;
-  return -1;
+  return probe.available < at + 2 ? -1 : TiffByteOrderMark(probe.note + at);
 }
 
 // The walk shared by the formats whose table follows a fixed header: fit, then the entries.
 uint32_t PlainDirectoryNote(const MakerNoteProbe& probe, uint64_t start, uint32_t bigEndian, uint64_t tail,
                             const ValueRange& range) {
-  ByteView note = NoteView(probe);
+  const TiffSpan note = NoteView(probe, bigEndian);
   Directory directory;
-  if (!DirectoryFitsNote(probe, note, start, bigEndian, tail)) return 0;
-  if (!ReadDirectory(note, start, bigEndian, ExifTypeSize, &directory)) return 0;
+  if (!DirectoryFitsNote(probe, note, start, tail)) return 0;
+  if (!ReadDirectory(note, start, ExifTypeSize, &directory)) return 0;
   return EntriesFit(directory, range, UnknownType::Rejects) ? probe.count : 0;
 }
 
@@ -121,24 +109,24 @@ ValueRange TiffRelativeRange(const MakerNoteProbe& probe, int64_t headerSize) {
 // Sony and Panasonic: a 12-byte header, tables in the Exif byte order, values from the TIFF
 // header. Sony's tag 45096 points at a sub-directory whose values obey the same range.
 uint32_t TwelveByteHeaderNote(const MakerNoteProbe& probe, uint32_t bigEndian, bool followSubDirectory) {
-  ByteView note = NoteView(probe);
+  const TiffSpan note = NoteView(probe, bigEndian);
   ValueRange range = TiffRelativeRange(probe, 12);
   Directory directory;
-  if (!DirectoryFitsNote(probe, note, 12, bigEndian, 6)) return 0;
-  if (!ReadDirectory(note, 12, bigEndian, ExifTypeSize, &directory)) return 0;
+  if (!DirectoryFitsNote(probe, note, 12, 6)) return 0;
+  if (!ReadDirectory(note, 12, ExifTypeSize, &directory)) return 0;
   if (!EntriesFit(directory, range, UnknownType::Rejects)) return 0;
   if (!followSubDirectory) return probe.count;
   for (const DirectoryEntry& entry : directory.entries) {
     if (entry.tag != 45096 || entry.size > 4) continue;
     if (directory.next != 0) return 0;
-    ByteView tiff{probe.segment + 6, uint64_t(probe.segmentSize) - 6};
+    const TiffSpan tiff{probe.segment + 6, uint64_t(probe.segmentSize) - 6, bigEndian};
     int64_t position = int64_t(entry.word) + probe.bias;
     if (position < 0) return 0;
     int64_t inNote = position - int64_t(probe.offset);
-    int64_t subCount = DirectoryCount(tiff, uint64_t(position), bigEndian);
+    int64_t subCount = DirectoryCount(tiff, uint64_t(position));
     if (subCount < 0 || int64_t(probe.count) - inNote < subCount * 12 + 6) return 0;
     Directory sub;
-    if (!ReadDirectory(tiff, uint64_t(position), bigEndian, ExifTypeSize, &sub)) return 0;
+    if (!ReadDirectory(tiff, uint64_t(position), ExifTypeSize, &sub)) return 0;
     if (!EntriesFit(sub, range, UnknownType::Rejects)) return 0;
   }
   return probe.count;
@@ -171,10 +159,10 @@ uint32_t MakerNoteRecogniseFujifilm(const MakerNoteProbe& probe) {
   if (probe.available < 12 || !Starts(probe, "FUJIFILM", 8)) return 0;
   uint32_t start = ExifReadU32(0, probe.note + 8);
   if (uint64_t(start) + 2 > probe.count) return 0;
-  ByteView note = NoteView(probe);
+  const TiffSpan note = NoteView(probe, 0);
   Directory directory;
-  if (!DirectoryFitsNote(probe, note, start, 0, 6)) return 0;
-  if (!ReadDirectory(note, start, 0, ExifTypeSize, &directory) || directory.next != 0) return 0;
+  if (!DirectoryFitsNote(probe, note, start, 6)) return 0;
+  if (!ReadDirectory(note, start, ExifTypeSize, &directory) || directory.next != 0) return 0;
   ValueRange range{0, 12, int64_t(probe.count)};
   return EntriesFit(directory, range, UnknownType::Rejects) ? probe.count : 0;
 }
@@ -201,19 +189,19 @@ uint32_t MakerNoteRecogniseOlympus(const MakerNoteProbe& probe) {
   if (!Starts(probe, "OLYMPUS\0", 8)) return 0;
   int bigEndian = ByteOrderMark(probe, 8);
   if (bigEndian < 0 || probe.available < 12 || ExifReadU16(uint32_t(bigEndian), probe.note + 10) != 3) return 0;
-  ByteView note = NoteView(probe);
+  const TiffSpan note = NoteView(probe, uint32_t(bigEndian));
   ValueRange range{0, 12, int64_t(probe.count)};
   Directory directory;
-  if (!DirectoryFitsNote(probe, note, 12, uint32_t(bigEndian), 6)) return 0;
-  if (!ReadDirectory(note, 12, uint32_t(bigEndian), MakerNoteOlympusTypeSize, &directory)) return 0;
+  if (!DirectoryFitsNote(probe, note, 12, 6)) return 0;
+  if (!ReadDirectory(note, 12, MakerNoteOlympusTypeSize, &directory)) return 0;
   if (!EntriesFit(directory, range, UnknownType::Rejects)) return 0;
   for (uint16_t tag : kOlympusSubDirectoryTags) {
     for (const DirectoryEntry& entry : directory.entries) {
       if (entry.tag != tag || entry.size > 4 || entry.word == 0) continue;
       Directory sub;
       // A sub-directory that does not fit ends the walking; the note is still good.
-      if (!DirectoryFitsNote(probe, note, entry.word, uint32_t(bigEndian), 6) ||
-          !ReadDirectory(note, entry.word, uint32_t(bigEndian), MakerNoteOlympusTypeSize, &sub))
+      if (!DirectoryFitsNote(probe, note, entry.word, 6) ||
+          !ReadDirectory(note, entry.word, MakerNoteOlympusTypeSize, &sub))
         return probe.count;
       if (!EntriesFit(sub, range, UnknownType::Rejects)) return 0;
     }
@@ -224,13 +212,13 @@ uint32_t MakerNoteRecogniseOlympus(const MakerNoteProbe& probe) {
 uint32_t MakerNoteRecogniseCanon(const MakerNoteProbe& probe) {
   if (probe.count < 14 || probe.count > probe.available) return 0;
   const uint8_t* footer = probe.note + probe.count - 8;
-  int bigEndian = footer[0] == 'I' && footer[1] == 'I' ? 0 : footer[0] == 'M' && footer[1] == 'M' ? 1 : -1;
+  int bigEndian = TiffByteOrderMark(footer);
   if (bigEndian < 0 || ExifReadU16(uint32_t(bigEndian), footer + 2) != 42) return 0;
   uint32_t base = ExifReadU32(uint32_t(bigEndian), footer + 4);
-  ByteView note = NoteView(probe);
+  const TiffSpan note = NoteView(probe, uint32_t(bigEndian));
   Directory directory;
-  if (!DirectoryFitsNote(probe, note, 0, uint32_t(bigEndian), 6)) return 0;
-  if (!ReadDirectory(note, 0, uint32_t(bigEndian), ExifTypeSize, &directory) || directory.next != 0) return 0;
+  if (!DirectoryFitsNote(probe, note, 0, 6)) return 0;
+  if (!ReadDirectory(note, 0, ExifTypeSize, &directory) || directory.next != 0) return 0;
   ValueRange range{0, kNoLowBound, int64_t(probe.count) + int64_t(base) - 8};
   return EntriesFit(directory, range, UnknownType::EndsWalk) ? probe.count : 0;
 }
@@ -249,7 +237,7 @@ int MakerNoteProbeMake(const uint8_t* segment, uint32_t size, const TagEntry* no
   if (segment == nullptr || noteTag == nullptr || probe == nullptr || size < 14) return 0;
   if (uint64_t(size) < uint64_t(noteTag->sourceWord) + 6) return 0;
   const uint8_t* tiff = segment + 6;
-  if (tiff[0] != tiff[1] || (tiff[0] != 'I' && tiff[0] != 'M')) return 0;
+  if (TiffByteOrderMark(tiff) < 0) return 0;
   probe->segment = segment;
   probe->segmentSize = size;
   probe->offset = noteTag->sourceWord;

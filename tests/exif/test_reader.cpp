@@ -6,6 +6,7 @@
 
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
+#include "exif/jpeg_segments.h"
 #include "frame/error_stack.h"
 #include "tests/support/test_support.h"
 #include "tests/support/tiff_builder.h"
@@ -88,9 +89,20 @@ TEST(ReaderJpeg, BrokenStructuresEndInTheirCodes) {
   WriteBytes(dir / "short.jpg", {0xFF, 0xD8, 0xFF, 0xE1, 0x40, 0x00, 'E', 'x'});
   EXPECT_EQ(loadError(dir / "short.jpg"), uint32_t(ErrFileIo));
   EXPECT_EQ(ReadFile(dir / "missing.jpg").status, uint32_t(StatusUnusable));
-  std::vector<uint8_t> buffer = {0xFF, 0xD8, 0xFF, 0xE0, 0x00, 0x04, 1, 2, 0xFF, 0xE1, 0, 0};
-  EXPECT_EQ(JpegFindMarkerInBuffer(buffer.data(), uint32_t(buffer.size()), 0xE1), 10u);
-  EXPECT_EQ(JpegFindMarkerInBuffer(buffer.data(), 9, 0xE1), 0u);
+  // The segment walk over bytes: found, cut short, and an APP1 whose length is below 2.
+  std::vector<uint8_t> buffer = {0xFF, 0xD8, 0xFF, 0xE0, 0x00, 0x04, 1, 2, 0xFF, 0xE1, 0, 2};
+  auto find = [&](size_t size, JpegSegment* segment) {
+    JpegSegments walk(std::span<const uint8_t>(buffer.data(), size));
+    EXPECT_EQ(walk.Start(), JpegStep::Segment);
+    return JpegSegmentsFind(walk, kJpegApp1, segment);
+  };
+  JpegSegment segment;
+  EXPECT_EQ(find(buffer.size(), &segment), JpegStep::Segment);
+  EXPECT_EQ(segment.position, 8u);
+  EXPECT_EQ(find(9, &segment), JpegStep::Short);
+  buffer.back() = 1;
+  EXPECT_EQ(find(buffer.size(), &segment), JpegStep::Broken);
+  EXPECT_EQ(segment.code, kJpegApp1);
 }
 
 TEST(ReaderNef, ATiffIsReadWholeOnlyUnderANefName) {
