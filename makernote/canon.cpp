@@ -6,6 +6,7 @@
 
 #include "exif/exif_reader.h"
 #include "exif/exif_writer.h"
+#include "exif/ifd_view.h"
 #include "frame/error_stack.h"
 #include "makernote/makernote_recognise.h"
 
@@ -22,6 +23,19 @@ int CanonFooterOrder(const uint8_t* footer) {
 
 // Bytes an entry's value takes, by the element size the note is written with.
 uint64_t CanonValueSize(const TagEntry& entry) { return uint64_t(ExifTypeSize(entry.type)) * entry.count; }
+
+// The smallest value word among the directory's out-of-line entries of known type; UINT32_MAX
+// with none, or when the directory does not fit.
+uint32_t CanonLowestValueWord(const uint8_t* note, uint32_t available, uint32_t bigEndian) {
+  const IfdView directory(TiffSpan{note, available, bigEndian, IfdCheck::Quiet}, 0);
+  uint32_t lowest = UINT32_MAX;
+  if (!directory.HasCount() || !directory.Holds(0)) return lowest;
+  for (uint32_t i = 0; i < directory.Count(); ++i) {
+    const IfdEntry entry = directory.Entry(i);
+    if (ExifTypeSize(entry.type) != 0 && entry.ValueSize(ExifTypeSize) > 4 && entry.word < lowest) lowest = entry.word;
+  }
+  return lowest;
+}
 
 int CanonFail(uint32_t code) {
   ErrorPush(code);
@@ -65,7 +79,7 @@ int CanonContext::Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t /
   // Values are found at their offset minus the base from the note's first byte; one below what
   // the payload holds before the note would be read from outside it.
   if (firstIfdOffset > noteTag->sourceWord &&
-      MakerNoteLowestValueWord(note, available, 0, bigEndian) < uint64_t(firstIfdOffset) - noteTag->sourceWord)
+      CanonLowestValueWord(note, available, bigEndian) < uint64_t(firstIfdOffset) - noteTag->sourceWord)
     return CanonFail(ErrOutOfRange);
   if (!ExifParseIfd(this, note, available, firstIfdOffset, &main, 0)) return 0;
   // A value past the footer is part of the note too: kept as bytes it would be cut, so the note

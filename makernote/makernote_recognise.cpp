@@ -223,15 +223,6 @@ uint32_t MakerNoteRecogniseCanon(const MakerNoteProbe& probe) {
   return EntriesFit(directory, range, UnknownType::EndsWalk) ? probe.count : 0;
 }
 
-uint32_t MakerNoteLowestValueWord(const uint8_t* note, uint32_t available, uint32_t at, uint32_t bigEndian) {
-  Directory directory;
-  uint32_t lowest = std::numeric_limits<uint32_t>::max();
-  if (note == nullptr || !ReadDirectory({note, available}, at, bigEndian, ExifTypeSize, &directory)) return lowest;
-  for (const DirectoryEntry& entry : directory.entries)
-    if (entry.known && entry.size > 4 && entry.word < lowest) lowest = entry.word;
-  return lowest;
-}
-
 int MakerNoteProbeMake(const uint8_t* segment, uint32_t size, const TagEntry* noteTag, uint32_t offsetBias,
                        MakerNoteProbe* probe) {
   if (segment == nullptr || noteTag == nullptr || probe == nullptr || size < 14) return 0;

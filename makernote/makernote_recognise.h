@@ -21,10 +21,6 @@ uint32_t MakerNoteRecogniseCanon(const MakerNoteProbe& probe);
 // Element sizes of an Olympus note, which knows types 11 and 13 besides the document's.
 uint32_t MakerNoteOlympusTypeSize(uint32_t type);
 
-// The smallest value word of the out-of-line entries of known type in the directory at the
-// note's byte `at`; UINT32_MAX with none, or when the directory is not inside `available`.
-uint32_t MakerNoteLowestValueWord(const uint8_t* note, uint32_t available, uint32_t at, uint32_t bigEndian);
-
 // Fills a probe for tag 37500 of a payload; 0 when the payload is too short to hold the note's
 // start (size below the tag's sourceWord plus 6) or has no TIFF header.
 int MakerNoteProbeMake(const uint8_t* segment, uint32_t size, const TagEntry* noteTag, uint32_t offsetBias,

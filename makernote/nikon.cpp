@@ -1,4 +1,4 @@
-// The Nikon handler: recognition, reading, rebuilding and the control codes of the note.
+// The Nikon handler: recognition, reading, rebuilding and the family's facts.
 #include "makernote/nikon.h"
 
 #include <algorithm>
@@ -9,11 +9,10 @@
 
 #include "exif/exif_reader.h"
 #include "exif/exif_writer.h"
-#include "exif/ifd_view.h"
 #include "exif/tag_catalogue.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
-#include "makernote/makernote_tables.h"
+#include "makernote/makernote_recognise.h"
 
 namespace {
 
@@ -30,7 +29,15 @@ bool NikonHeaderMatches(const uint8_t* note) {
          std::memcmp(note, kHeaderBig.data(), kHeaderSize) == 0;
 }
 
-NikonContext* NikonFromContext(MakerNoteContext* context) { return dynamic_cast<NikonContext*>(context); }
+// The embedded TIFF header, read without a word on the error stack: the measure asks, it does
+// not fail.
+bool NikonTiffHeader(const uint8_t* bytes, uint32_t* bigEndian, uint32_t* first) {
+  if (!((bytes[0] == 'I' && bytes[1] == 'I') || (bytes[0] == 'M' && bytes[1] == 'M'))) return false;
+  *bigEndian = bytes[0] == 'M' ? 1 : 0;
+  if (ExifReadU16(*bigEndian, bytes + 2) != 42) return false;
+  *first = ExifReadU32(*bigEndian, bytes + 4);
+  return true;
+}
 
 void NikonClearTable(IfdTable* table) { *table = IfdTable{}; }
 
@@ -40,30 +47,43 @@ void NikonSyncCount(IfdTable* table) { table->entryCount = uint16_t(std::min<siz
 // and to the end of each out-of-line value. Returns false when the walk ran past `limit` (or past
 // what may be read), which leaves the note at its declared size.
 struct ExtentWalk {
-  TiffSpan span;   // from the embedded TIFF header: the bytes that may be read
-  uint64_t limit;  // the caller's bound, compared with the extent as measured from the header
+  const uint8_t* header;  // the embedded TIFF header
+  uint32_t bigEndian;
+  uint64_t readable;  // bytes that may be read from header on
+  uint64_t limit;     // the caller's bound, compared with the extent as measured from the header
   uint64_t extent = 0;
 
   bool Raise(uint64_t end) {
     extent = std::max(extent, end);
     return limit >= extent;
   }
-  // Whether the directory can be read whole, its link included.
-  static bool Readable(const IfdView& directory) { return directory.HasCount() && directory.Holds(4); }
+  // Entry count of the directory at offset, or -1 when it cannot be read whole.
+  int64_t DirectoryEntries(uint64_t offset) const {
+    if (offset + 2 > readable) return -1;
+    const uint16_t n = ExifReadU16(bigEndian, header + offset);
+    if (offset + 2 + uint64_t(n) * 12 + 4 > readable) return -1;
+    return n;
+  }
+  const uint8_t* Entry(uint64_t directory, uint32_t i) const { return header + directory + 2 + uint64_t(i) * 12; }
+  uint64_t ValueSize(const uint8_t* entry) const {
+    return uint64_t(ExifTypeSize(ExifReadU16(bigEndian, entry + 2))) * ExifReadU32(bigEndian, entry + 4);
+  }
+  uint32_t Word(const uint8_t* entry) const { return ExifReadU32(bigEndian, entry + 8); }
+  uint16_t Tag(const uint8_t* entry) const { return ExifReadU16(bigEndian, entry); }
 
   // One sub-directory; in the thumbnail directory the preview's end counts too.
   bool SubDirectory(uint64_t offset, bool withPreview) {
-    const IfdView directory(span, offset);
-    if (!Readable(directory)) return false;
-    if (!Raise(directory.EntriesEnd() + 4)) return false;
+    const int64_t n = DirectoryEntries(offset);
+    if (n < 0) return false;
+    if (!Raise(offset + 2 + uint64_t(n) * 12 + 4)) return false;
     uint64_t previewOffset = 0;
-    for (uint32_t i = 0; i < directory.Count(); ++i) {
-      const IfdEntry entry = directory.Entry(i);
-      const uint64_t size = entry.ValueSize(ExifTypeSize);
-      if (size > 4 && !Raise(entry.word + size)) return false;
+    for (uint32_t i = 0; i < uint32_t(n); ++i) {
+      const uint8_t* entry = Entry(offset, i);
+      const uint64_t size = ValueSize(entry);
+      if (size > 4 && !Raise(Word(entry) + size)) return false;
       if (!withPreview) continue;
-      if (entry.tag == NikonTagPreviewOffset) previewOffset = entry.word;
-      if (entry.tag == NikonTagPreviewLength && !Raise(previewOffset + entry.word)) return false;
+      if (Tag(entry) == NikonTagPreviewOffset) previewOffset = Word(entry);
+      if (Tag(entry) == NikonTagPreviewLength && !Raise(previewOffset + Word(entry))) return false;
     }
     return true;
   }
@@ -154,7 +174,7 @@ int NikonPlaceLinks(NikonContext* nikon) {
   return 1;
 }
 
-int NikonSetPreview(NikonContext* nikon, const uint8_t* bytes, uint32_t size) {
+int NikonStorePreview(NikonContext* nikon, const uint8_t* bytes, uint32_t size) {
   if (!bytes || size == 0) {
     ErrorPush(ErrInvalidArgument);
     return 0;
@@ -172,13 +192,6 @@ int NikonSetPreview(NikonContext* nikon, const uint8_t* bytes, uint32_t size) {
   return 1;
 }
 
-intptr_t NikonGetPreview(const NikonContext* nikon, intptr_t bytesOut, intptr_t sizeOut) {
-  if (nikon->preview.empty()) return 0;
-  if (bytesOut) *reinterpret_cast<const uint8_t**>(bytesOut) = nikon->preview.data();
-  if (sizeOut) *reinterpret_cast<uint32_t*>(sizeOut) = uint32_t(nikon->preview.size());
-  return 1;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -186,30 +199,29 @@ intptr_t NikonGetPreview(const NikonContext* nikon, intptr_t bytesOut, intptr_t 
 
 uint32_t NikonNoteExtent(const uint8_t* note, uint32_t declared, uint32_t limit) {
   if (!note) return declared;
-  ExtentWalk walk{TiffSpan{note + kHeaderSize, limit > kHeaderSize ? limit - kHeaderSize : 0, 0}, limit};
-  TiffHeader header;
-  // The embedded header is read without a word on the error stack: the measure asks, it does not fail.
+  ExtentWalk walk{note + kHeaderSize, 0, limit > kHeaderSize ? limit - kHeaderSize : 0, limit};
+  uint32_t firstOffset = 0;
   if (declared >= kShortestNote && limit >= kHeaderSize + kTiffHeaderSize &&
-      TiffHeaderRead(note + kHeaderSize, IfdCheck::Quiet, &header)) {
-    walk.span.bigEndian = header.bigEndian;
-    const IfdView directory(walk.span, header.firstIfdOffset);
-    if (!ExtentWalk::Readable(directory)) return declared;
-    if (!walk.Raise(directory.EntriesEnd() + 4)) return declared;
+      NikonTiffHeader(note + kHeaderSize, &walk.bigEndian, &firstOffset)) {
+    const uint64_t first = firstOffset;
+    const int64_t n = walk.DirectoryEntries(first);
+    if (n < 0) return declared;
+    if (!walk.Raise(first + uint64_t(n) * 12 + 6)) return declared;
     uint32_t scanner = 0;
     uint32_t thumbnail = 0;
     bool hasScanner = false;
     bool hasThumbnail = false;
-    for (uint32_t i = 0; i < directory.Count(); ++i) {
-      const IfdEntry entry = directory.Entry(i);
-      const uint64_t size = entry.ValueSize(ExifTypeSize);
-      if (size > 4) walk.Raise(entry.word + size);
+    for (uint32_t i = 0; i < uint32_t(n); ++i) {
+      const uint8_t* entry = walk.Entry(first, i);
+      const uint64_t size = walk.ValueSize(entry);
+      if (size > 4) walk.Raise(walk.Word(entry) + size);
       // Only the low 16 bits of a link are taken: a sub-directory beyond 65,535 is measured
       // short, as the notes this handler was made for never reach that far.
-      if (entry.tag == NikonTagScannerIfd) {
-        scanner = entry.word & 0xFFFFu;
+      if (walk.Tag(entry) == NikonTagScannerIfd) {
+        scanner = walk.Word(entry) & 0xFFFFu;
         hasScanner = true;
-      } else if (entry.tag == NikonTagThumbnailIfd) {
-        thumbnail = entry.word & 0xFFFFu;
+      } else if (walk.Tag(entry) == NikonTagThumbnailIfd) {
+        thumbnail = walk.Word(entry) & 0xFFFFu;
         hasThumbnail = true;
       }
     }
@@ -220,35 +232,23 @@ uint32_t NikonNoteExtent(const uint8_t* note, uint32_t declared, uint32_t limit)
   return uint32_t(std::max<uint64_t>(declared, walk.extent + kHeaderSize));
 }
 
-uint32_t NikonNoteRecognise(const uint8_t* segment, const TagEntry* noteTag, uint32_t segmentSize) {
-  if (!segment || !noteTag) return 0;
-  const uint64_t start = 6 + uint64_t(noteTag->sourceWord);
-  if (start > segmentSize) return 0;
-  const uint32_t available = segmentSize - uint32_t(start);
-  if (available < kHeaderSize || !NikonHeaderMatches(segment + start)) return 0;
-  // The header alone makes it a Nikon note; the reads of the measure stay inside the segment.
-  return NikonNoteExtent(segment + start, available, available);
-}
-
 // ---------------------------------------------------------------------------------------------
-// The eleven operations
+// The open note
 
-MakerNoteContext* NikonCreate() {
+std::unique_ptr<MakerNoteContext> NikonCreate() {
   try {
-    return std::make_unique<NikonContext>().release();
+    return std::make_unique<NikonContext>();
   } catch (const std::bad_alloc&) {
     ErrorPush(ErrNoMemory);
     return nullptr;
   }
 }
 
-void NikonDestroy(MakerNoteContext* context) { std::unique_ptr<MakerNoteContext> owned(context); }
-
-int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segmentSize, uint32_t /*offsetBias*/,
-               const TagEntry* noteTag) {
+int NikonContext::Parse(const uint8_t* segment, uint32_t segmentSize, uint32_t /*offsetBias*/,
+                        const TagEntry* noteTag) {
   // The bias of tag 59933 plays no part: every pointer of the note counts from its own header.
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon || !segment || !noteTag) {
+  NikonContext* nikon = this;
+  if (!segment || !noteTag) {
     ErrorPush(ErrInvalidArgument);
     return 0;
   }
@@ -278,12 +278,8 @@ int NikonParse(MakerNoteContext* context, const uint8_t* segment, uint32_t segme
   return 1;
 }
 
-int NikonBuild(MakerNoteContext* context, uint8_t* output, uint32_t room, uint32_t* size) {
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon) {
-    ErrorPush(ErrInvalidArgument);
-    return 0;
-  }
+int NikonContext::Build(uint8_t* output, uint32_t room, uint32_t* size) {
+  NikonContext* nikon = this;
   // A note read only in part would lose what was not read: it is carried as it stands or not at all.
   if (nikon->readFailed ||
       (nikon->mainTable.tags.empty() && nikon->thumbnailTable.tags.empty() && nikon->scannerTable.tags.empty())) {
@@ -349,94 +345,60 @@ int NikonBuild(MakerNoteContext* context, uint8_t* output, uint32_t room, uint32
   return 1;
 }
 
-IfdTable* NikonTable(MakerNoteContext* context, uint32_t table) {
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon) return nullptr;
+IfdTable* NikonContext::Table(uint32_t table) {
   switch (table) {
     case NikonMainTable:
-      return &nikon->mainTable;
+      return &mainTable;
     case NikonThumbnailTable:
-      return &nikon->thumbnailTable;
+      return &thumbnailTable;
     case NikonScannerTable:
-      return &nikon->scannerTable;
+      return &scannerTable;
     default:
       return nullptr;
   }
 }
 
-int NikonPutTag(MakerNoteContext* context, uint32_t table, uint16_t tag, uint16_t type, uint32_t count,
-                const void* value) {
-  IfdTable* target = NikonTable(context, table);
-  if (!target) {
-    ErrorPush(ErrInvalidArgument);
-    return 0;
-  }
-  if (!TagListPut(context, &target->tags, tag, type, count, 0, value)) return 0;
-  NikonSyncCount(target);
-  // Kept in tag order, as the TIFF standard asks of a directory.
-  TagListSort(&target->tags);
+uint32_t NikonContext::TagCount() {
+  return uint32_t(mainTable.entryCount) + thumbnailTable.entryCount + scannerTable.entryCount;
+}
+
+int NikonContext::Preview(const uint8_t** bytes, uint32_t* size) {
+  if (preview.empty()) return 0;
+  if (bytes) *bytes = preview.data();
+  if (size) *size = uint32_t(preview.size());
   return 1;
 }
 
-int NikonDeleteTag(MakerNoteContext* context, uint32_t table, uint16_t tag) {
-  IfdTable* target = NikonTable(context, table);
-  if (!target) {
-    ErrorPush(ErrInvalidArgument);
-    return 0;
-  }
-  if (!TagListRemove(&target->tags, tag)) return 0;
-  if (target->entryCount > 0) --target->entryCount;
-  return 1;
-}
+int NikonContext::SetPreview(const uint8_t* bytes, uint32_t size) { return NikonStorePreview(this, bytes, size); }
 
-const char* NikonTagName(uint32_t table, uint16_t tag) {
-  for (const TagDefinition* row = NikonCatalogue(table); row && row->displayName; ++row)
-    if (row->tag == tag) return Cp932Text(row->displayName);
-  return Cp932Text("不明");
-}
+namespace {
 
-intptr_t NikonControl(MakerNoteContext* context, uint32_t code, intptr_t first, intptr_t second) {
-  NikonContext* nikon = NikonFromContext(context);
-  if (!nikon) return 0;
-  switch (code) {
-    case MnSetPreview:
-      return NikonSetPreview(nikon, reinterpret_cast<const uint8_t*>(first), uint32_t(second));
-    case MnGetPreview:
-      return NikonGetPreview(nikon, first, second);
-    case MnByteOrder:
-      return nikon->bigEndian;
-    case MnRelocate:
-      return 1;  // every pointer counts from the note's own header: nothing moves with the note
-    case MnTableNames:
-      return reinterpret_cast<intptr_t>(MakerNoteTableNames(FamilyNikon));
-    case MnIsEditable:
-      return nikon->editable;
-    case MnNeedsRebuild:
-      return nikon->needsRebuild;
-    case MnTagCount:
-      return intptr_t(nikon->mainTable.entryCount) + nikon->thumbnailTable.entryCount +
-             nikon->scannerTable.entryCount;
-    case MnPreviewLimit:
-      if (first) *reinterpret_cast<uint32_t*>(first) = kNikonPreviewLimit;
-      return kNikonPreviewLimit;
-    case MnTagEditable:
-      return MakerNoteTagEditable(FamilyNikon, uint32_t(first), uint16_t(second));
-    default:
-      return 0;
-  }
-}
+constexpr MakerNoteTableName kNikonTables[] = {
+    {NikonMainTable, "Nikon MakerNote"},
+    {NikonThumbnailTable, "Nikon MakerNote Thumbnail"},
+    {NikonScannerTable, "Nikon MakerNote Scanner"},
+};
 
-void MakerNoteNikonOperations(MakerNoteHandler* handler) {
-  if (!handler) return;
-  handler->Create = NikonCreate;
-  handler->Destroy = NikonDestroy;
-  handler->Build = NikonBuild;
-  handler->Parse = NikonParse;
-  handler->PutTag = NikonPutTag;
-  handler->DeleteTag = NikonDeleteTag;
-  handler->Table = NikonTable;
-  handler->FormatValue = NikonFormatValue;
-  handler->TagName = NikonTagName;
-  handler->Catalogue = NikonCatalogue;
-  handler->Control = NikonControl;
-}
+constexpr MakerNoteProtectedTag kNikonProtected[] = {
+    {NikonMainTable, NikonTagThumbnailIfd},
+    {NikonMainTable, NikonTagScannerIfd},
+    {NikonThumbnailTable, NikonTagPreviewOffset},
+    {NikonThumbnailTable, NikonTagPreviewLength},
+};
+
+}  // namespace
+
+const MakerNoteDescriptor kNikonNote{
+    .family = FamilyNikon,
+    .displayName = "Nikon",
+    .recognise = MakerNoteRecogniseNikon,
+    .create = NikonCreate,
+    .tables = kNikonTables,
+    .protectedTags = kNikonProtected,
+    .catalogue = NikonCatalogue,
+    .formatValue = NikonFormatValue,
+    .lensText = NikonContextLensText,
+    .previewLimit = kNikonPreviewLimit,
+    .alwaysRead = true,
+    .creatable = true,
+};
