@@ -25,13 +25,6 @@ struct Entry {
   bool operator==(const Entry&) const = default;
 };
 
-inline std::string Describe(const Entry& entry) {
-  std::ostringstream out;
-  out << "tag " << entry.tag << " type " << entry.type << " count " << entry.count << " bytes";
-  for (size_t i = 0; i < entry.bytes.size() && i < 24; ++i) out << ' ' << std::hex << int(entry.bytes[i]);
-  return out.str();
-}
-
 inline uint16_t TypeNumber(const std::string& name) {
   static const std::map<std::string, uint16_t> kTypes{
       {"int8u", 1},  {"string", 2}, {"int16u", 3},      {"int32u", 4}, {"rational64u", 5}, {"int8s", 6}, {"undef", 7},
@@ -89,6 +82,20 @@ inline std::vector<Entry> ExifToolEntries(const std::filesystem::path& file) {
       entries.back().bytes.push_back(uint8_t(std::stoul(pair, nullptr, 16)));
   }
   return entries;
+}
+
+// `exiftool -j -G1 -a -u -n`: "Group:Name" -> the value as the JSON holds it.
+inline std::map<std::string, std::string> ExifToolJson(const std::filesystem::path& file) {
+  std::map<std::string, std::string> reading;
+  std::istringstream lines(testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
+  for (std::string line; std::getline(lines, line);) {
+    const size_t colon = line.find("\": ");
+    if (line.size() < 4 || line[2] != '"' || colon == std::string::npos) continue;
+    std::string value = line.substr(colon + 3);
+    if (!value.empty() && value.back() == ',') value.pop_back();
+    reading[line.substr(3, colon - 3)] = value;
+  }
+  return reading;
 }
 
 // The entries of a table of the open note, values turned back into the note's byte order.

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "maker_listing.h"
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
 #include "test_framework_support.h"
@@ -24,19 +25,7 @@ namespace fs = std::filesystem;
 // A reading by a peer: key -> value text.
 using PeerReading = std::map<std::string, std::string>;
 
-// exiftool -j: one "Group:Name": value per line.
-PeerReading ReadWithExiftool(const fs::path& file) {
-  PeerReading reading;
-  std::istringstream lines(testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
-  for (std::string line; std::getline(lines, line);) {
-    const size_t colon = line.find("\": ");
-    if (line.size() < 4 || line[2] != '"' || colon == std::string::npos) continue;
-    std::string value = line.substr(colon + 3);
-    if (!value.empty() && value.back() == ',') value.pop_back();
-    reading[line.substr(3, colon - 3)] = value;
-  }
-  return reading;
-}
+PeerReading ReadWithExiftool(const fs::path& file) { return makerlisting::ExifToolJson(file); }
 
 // exiv2 -pv: "0x013b Image        Artist      Ascii   76  text"; keyed by group and name.
 PeerReading ReadWithExiv2(const fs::path& file) {
