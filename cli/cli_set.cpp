@@ -146,6 +146,16 @@ uint32_t EditRefusal(ExifDocument* document, uint32_t kind, uint16_t tag) {
   return TagIsEditable(document, kind, tag) ? 0u : uint32_t(kMessageTagNotEditable);
 }
 
+// Why an open note is not editable, in plain words; nullptr when there is no note to explain.
+const char* NoteRefusalReason(ExifDocument* document) {
+  MakerNoteContext* context = ExifMakerNoteContext(document);
+  if (context == nullptr) return "the MakerNote is not read: it is carried as its bytes";
+  if (context->NotEditableReason() != nullptr) return context->NotEditableReason();
+  if (context->KeepAsBytes()) return "the MakerNote holds data its tables do not reach: it is carried as its bytes";
+  if (!context->editable) return "the MakerNote holds a tag twice, or was not read whole";
+  return nullptr;
+}
+
 int SaveEdited(const EditOptions& options, ExifDocument* document) {
   SaveLayout layout;
   layout.bigEndian = options.byteOrder.empty() ? document->bigEndian : options.byteOrder == "MM" ? 1 : 0;
@@ -199,10 +209,8 @@ int RunEdit(const EditOptions& options, bool isSet) {
   if (!ReadDocument(options.file, document)) return CliFailure;
   if (const uint32_t refusal = EditRefusal(document.get(), uint32_t(kind), uint16_t(tag))) {
     CliReportFailure(options.file, 0, refusal);
-    const MakerNoteContext* note = ExifMakerNoteContext(document.get());
-    if (refusal == kMessageNoteNotEditable && note != nullptr && note->NotEditableReason() != nullptr)
-      std::fprintf(stderr, "%s: the MakerNote is kept as its bytes: %s\n", options.file.c_str(),
-                   note->NotEditableReason());
+    const char* why = refusal == kMessageNoteNotEditable ? NoteRefusalReason(document.get()) : nullptr;
+    if (why != nullptr) std::fprintf(stderr, "%s: %s\n", options.file.c_str(), why);
     return CliFailure;
   }
   const int queued = isSet ? ExifQueueEdit(document.get(), PendingSet, uint32_t(kind), uint16_t(tag), uint16_t(type),

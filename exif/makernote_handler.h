@@ -89,6 +89,10 @@ struct MakerNoteContext : ExifContext {
   virtual uint32_t TagCount() = 0;
   // 1 when the note cannot be kept as its bytes and must be rebuilt on a save.
   virtual int NeedsRebuild() { return 0; }
+  // 1 when a rebuild could not write the note again with all it holds (a block its tables know
+  // only by a position in the file): a save carries it as its bytes, kept in place, and its
+  // tables are not editable.
+  virtual int KeepAsBytes() { return 0; }
   // Rewrites the pointers of a note that count from the Exif TIFF header (tiff), now that the
   // note stands where `entry` says. 1 done (or nothing to do), 0 the pointers cannot be made
   // right: the save is refused.
@@ -115,6 +119,10 @@ struct MakerNoteDescriptor {
   const TagDefinition* (*catalogue)(uint32_t table) = nullptr;
   // The value text of an entry of a table; nullptr uses the engine's general text.
   int (*formatValue)(const TagEntry* entry, uint32_t table, char* text, uint32_t room) = nullptr;
+  // The same for a text that depends on other tags of the open note (a divisor another tag
+  // holds): taken before formatValue when set, so that each document answers from its own note.
+  int (*formatValueIn)(MakerNoteContext* context, const TagEntry* entry, uint32_t table, char* text,
+                       uint32_t room) = nullptr;
   // The line of kind 264 ("the lens"), composed from the open note; nullptr for none.
   int (*lensText)(MakerNoteContext* context, char* text, uint32_t room) = nullptr;
   uint32_t previewLimit = 0;  // the largest preview, width << 16 | height; 0 for no preview

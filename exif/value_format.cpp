@@ -570,8 +570,13 @@ int FormatGpsInto(const TagEntry* entry, Output& out) {
 int FormatMakerNote(const ExifDocument* document, const TagEntry& entry, uint32_t kind, Output& out) {
   MakerNoteHandler* handler = TagKindHandler(document, kind);
   if (!handler || !handler->descriptor) return out.Done();
-  if (!handler->descriptor->formatValue) return FormatValueInto(&entry, out, 0);
-  handler->descriptor->formatValue(&entry, kind & 0xFFFFu, out.text, out.room);
+  const MakerNoteDescriptor* family = handler->descriptor;
+  if (family->formatValueIn && handler->context)
+    family->formatValueIn(handler->context.get(), &entry, kind & 0xFFFFu, out.text, out.room);
+  else if (family->formatValue)
+    family->formatValue(&entry, kind & 0xFFFFu, out.text, out.room);
+  else
+    return FormatValueInto(&entry, out, 0);
   out.text[out.room - 1] = 0;
   out.length = uint32_t(std::find(out.text, out.text + out.room, '\0') - out.text);
   return out.Done();

@@ -126,6 +126,12 @@ void WalkDirectory(const Reader& reader, int64_t at, uint16_t parentTag, const N
     } else {
       entry.valid = false;
     }
+    // Values are kept little-endian, so that a note rebuilt in the other byte order compares
+    // equal to the one it was read from; bytes of a type the engine does not size stay as they are.
+    if (reader.bigEndian && entry.valid && sizeOf(entry.type) == ExifTypeSize(entry.type) && size > 0) {
+      const std::vector<uint8_t> file = entry.value;
+      ExifSwapValue(file.data(), entry.value.data(), entry.type, entry.count);
+    }
     const bool pointer =
         layout != nullptr && entry.tag != 0 &&
         std::find(layout->pointers.begin(), layout->pointers.end(), entry.tag) != layout->pointers.end();
@@ -175,6 +181,20 @@ bool ReaderForLayout(const NoteLayout& layout, int64_t noteAt, int32_t bias, Rea
   return true;
 }
 
+// A bare directory whose last 8 bytes name its byte order, 42 and the place its offsets count
+// from (Canon): read in that order, values from that place. False when there is no such footer.
+bool ReaderFooter(int64_t noteAt, uint32_t count, Reader* reader, int64_t* tableAt) {
+  if (count < 14 || !reader->Holds(noteAt, count)) return false;
+  const uint8_t* footer = reader->tiff + noteAt + count - 8;
+  const int order = ByteOrderAt(footer);
+  if (order < 0 || ExifReadU16(uint32_t(order), footer + 2) != 42) return false;
+  reader->bigEndian = uint32_t(order);
+  if (!DirectoryPlausible(*reader, noteAt, true)) return false;
+  reader->valueBase = noteAt - int64_t(ExifReadU32(uint32_t(order), footer + 4));
+  *tableAt = noteAt;
+  return true;
+}
+
 // The first table start and byte order at which a plausible directory stands, for a note no
 // layout knows. Its values are read from the TIFF header (with bias), else from the note.
 bool ReaderGuessed(int64_t noteAt, uint32_t count, int32_t bias, Reader* reader, int64_t* tableAt) {
@@ -207,8 +227,9 @@ int MakerNoteWalkPayload(const uint8_t* payload, uint32_t size, uint32_t offset,
   if (!reader.Holds(noteAt, 2)) return 1;
   const NoteLayout* layout = FindLayout(reader.tiff + noteAt, reader.size - uint64_t(noteAt));
   int64_t tableAt = 0;
+  const bool footer = layout == nullptr && ReaderFooter(noteAt, count, &reader, &tableAt);
   const bool readable = layout != nullptr ? ReaderForLayout(*layout, noteAt, bias, &reader, &tableAt)
-                                          : ReaderGuessed(noteAt, count, bias, &reader, &tableAt);
+                                          : footer || ReaderGuessed(noteAt, count, bias, &reader, &tableAt);
   // Some notes of a family that follows the Exif's order are written in the other one (Casio's
   // "QVC" notes are big-endian in little-endian files): the order whose directory reads is taken.
   if (readable && layout != nullptr && layout->orderAt == kExifOrder && !DirectoryPlausible(reader, tableAt, true)) {

@@ -13,7 +13,8 @@
 
 #include "exif/makernote_handler.h"
 
-// One entry of a note's table as the file holds it: its value's bytes in file order; `valid` is
+// One entry of a note's table as the file holds it: its value's bytes, little-endian whatever
+// the note's order (bytes of a type the engine does not size as the file holds them); `valid` is
 // false when an out-of-line value lies outside the payload (nothing to keep or compare).
 struct MakerNoteWalkEntry {
   uint16_t tag = 0;

@@ -2,8 +2,9 @@
 
 #include <array>
 
+#include "makernote/canon.h"
+#include "makernote/fujifilm.h"
 #include "makernote/header_note.h"
-#include "makernote/makernote_unread.h"
 #include "makernote/nikon.h"
 #include "makernote/olympus.h"
 

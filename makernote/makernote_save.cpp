@@ -136,11 +136,15 @@ int BuildPayload(ExifDocument* document, int mode, const SaveLayout& layout, int
 // Steps 4 and 5 of a save with a rebuild in view. Returns 1 when the note is to be rebuilt,
 // 0 when it stays as bytes, or a negative save result.
 int DecideRebuild(const std::string& destination, ExifDocument* document, const Prompt* owner) {
-  // A note read from the file that its handler cannot write back whole (not editable) is
-  // carried as its bytes, its extent kept in place; should it have to move, the last gate asks,
-  // and a rebuild refuses. A note made from nothing has no bytes and is always built.
-  if (ExifMakerNoteEnabled(document))
-    return ExifMakerNoteEditable(document) || document->makerNote->segment == nullptr ? 1 : 0;
+  // A note read from the file that its handler cannot write back whole (not editable, or
+  // holding a block its tables know only by a place in the file) is carried as its bytes, its
+  // extent kept in place; should it have to move, the last gate asks, and a rebuild refuses.
+  // A note made from nothing has no bytes and is always built.
+  if (ExifMakerNoteEnabled(document)) {
+    const MakerNoteContext* context = ExifMakerNoteContext(document);
+    if (document->makerNote->segment == nullptr) return 1;
+    return ExifMakerNoteEditable(document) && context != nullptr && !ExifMakerNoteContext(document)->KeepAsBytes() ? 1 : 0;
+  }
   const int answer = MakerNoteAskKeep(destination, document, owner);
   if (answer < 0) return answer;
   if (answer == 0) ExifCloseMakerNote(document);

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "maker_listing.h"
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
 #include "test_framework_support.h"
@@ -75,7 +76,11 @@ bool IsDocumentGroup(const std::string& group) {
 // A note whose pointers already missed its own values before any save (ExifTool: "Possibly
 // incorrect maker notes offsets (fix by -76?)"): the peers read the bytes around the note, which
 // a rebuild lays out anew. The note's own bytes and place are kept, as checked below.
-constexpr const char* kPointersAlreadyWrong = "exifpy_Konica_Minolta_DiMAGE_Z3.jpg";
+// The Canon note of exifpy_11-tests.jpg names a base 54 bytes off its place, and that of
+// mei_Canon_EOS_REBEL_T3i.jpg is little-endian in a big-endian Exif: exiv2 misreads each original
+// and reads the note right once it is rebuilt, or saved into the note's own order.
+const std::set<std::string> kPointersAlreadyWrong{"exifpy_Konica_Minolta_DiMAGE_Z3.jpg", "exifpy_11-tests.jpg",
+                                                  "mei_Canon_EOS_REBEL_T3i.jpg"};
 
 // A note carried as bytes that moved: its pointers still say the old place and tag 59933 says
 // how far it went; a peer that ignores that tag reads the note's own values wrongly.
@@ -94,7 +99,7 @@ void ExpectSameReading(const PeerReading& before, const PeerReading& after, cons
   for (const auto& [key, value] : after) keys.insert(key);
   for (const std::string& key : keys) {
     if (IsPlacement(key) || key.find(editedKey) != std::string::npos) continue;
-    if (!IsDocumentGroup(GroupOf(key)) && (move.recorded || file == kPointersAlreadyWrong))
+    if (!IsDocumentGroup(GroupOf(key)) && (move.recorded || kPointersAlreadyWrong.count(file) != 0))
       continue;
     if (!IsDocumentGroup(GroupOf(key)) && move.keptOldOrder) continue;
     const auto was = before.find(key);
