@@ -17,6 +17,7 @@
 
 #include "exif/exif_document.h"
 #include "frame/file_list.h"
+#include "frame/version.h"
 #include "frame/progress.h"
 #include "frame/prompt.h"
 #include "shooting/camera_data_file.h"
@@ -41,7 +42,7 @@ constexpr uint32_t kEmbedTextMax = 63;
 // A text cut to kEmbedTextMax bytes without splitting a two-byte character.
 std::string EmbedText(const std::string& text);
 // What tag 305 becomes unless EmbedKeepSoftware is set.
-inline constexpr char kEmbedSoftware[] = "Tavexon Version 0.9.0b";
+inline constexpr const auto& kEmbedSoftware = kTavexonVersionLine;
 
 // What a run is asked to do: owned by the call that runs it, so that two runs (two windows, a
 // worker thread) never share one. The texts are CP932.

@@ -7,6 +7,7 @@
 #include "frame/message_table.h"
 #include "frame/path.h"
 #include "frame/settings.h"
+#include "frame/version.h"
 #include "shooting/embed.h"
 
 namespace {
@@ -25,7 +26,7 @@ enum : uint32_t {
 };
 
 // The version text a confirmed notice stores, so it returns with each new version.
-constexpr char kNoticeVersion[] = "0.9.0b";
+constexpr const char* kNoticeVersion = kTavexonVersion;
 
 void ShowMessage(const EmbedProgress* progress, uint32_t messageId, const char* text, uint32_t titleId) {
   PromptQuestion question;
