@@ -188,16 +188,16 @@ int RunEmbed(const EmbedOptions& options) {
   Prompt prompt{ShowMessage, &report};
   EmbedProgress progress{ShowProgress, &report, &prompt};
   ErrorClear();
-  const int done = EmbedRun(request, &progress);
-  const uint32_t written = EmbedJobState().written;
+  const EmbedResult result = EmbedRun(request, &progress);
+  const uint32_t written = result.written;
   for (uint32_t i = 0; i < written && i < report.reached.size(); ++i)
     std::printf("written: %s\n", report.reached[i].c_str());
-  PrintBlankSecondsHint(EmbedJobState().blankSeconds);
-  if (const uint32_t kept = EmbedJobState().filmKept)
+  PrintBlankSecondsHint(result.blankSeconds);
+  if (const uint32_t kept = result.filmKept)
     std::fprintf(stderr, "note: %u files kept their own %s; the film name was not written there\n", kept,
                  request.filmIn == EmbedFilmInComment ? "UserComment" : "ImageDescription");
-  if (done == 1) return CliSuccess;
-  if (written < report.reached.size()) CliReportFailure(report.reached[written], ErrorPop(), 5);
+  if (result.ok == 1) return CliSuccess;
+  if (!result.failingPath.empty()) CliReportFailure(result.failingPath, result.code, 5);
   std::printf("written: %u of %zu\n", written, report.reached.size());
   return CliFailure;
 }

@@ -6,12 +6,13 @@
 #include "cli/cli_output.h"
 #include "cli/commands.h"
 #include "codec/thumbnail.h"
+#include "frame/version.h"
 #include "shooting/engine_install.h"
 
 int main(int argc, char** argv) {
   CLI::App app{"Tavexon: reads and writes the Exif of JPEG and NEF files, and embeds film shooting data."};
   app.require_subcommand(1);
-  app.set_version_flag("--version", "Tavexon Version 0.9.0b");
+  app.set_version_flag("--version", kTavexonVersionLine);
   EngineInstall();
   CodecInstall();
   CliDumpRegister(app);

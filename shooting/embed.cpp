@@ -99,7 +99,7 @@ ShootingExifOptions ExifOptionsOf(EmbedFlags flags) {
 // The film name of the header also as ImageDescription or UserComment. A text the file holds
 // already is the user's and stays: the film goes there only when the tag is absent, blank or
 // already the film.
-int QueueFilm(ExifDocument* document, const CameraDataFile* dataFile, EmbedFlags flags) {
+int QueueFilm(ExifDocument* document, const CameraDataFile* dataFile, EmbedFlags flags, EmbedResult* result) {
   const bool description = (flags & EmbedFilmDescription) != 0;
   if (!description && !(flags & EmbedFilmComment)) return 1;
   const TagEntry* film = ShootingFieldText(dataFile->header, TagFilmName);
@@ -109,7 +109,7 @@ int QueueFilm(ExifDocument* document, const CameraDataFile* dataFile, EmbedFlags
   const uint16_t tag = description ? TagImageDescription : TagUserComment;
   const std::string existing = LibraryExistingText(ExifFindTag(document, kind, tag));
   if (!existing.empty() && existing != text) {
-    ++EmbedJobState().filmKept;
+    if (result) ++result->filmKept;
     return 1;
   }
   if (description) return QueueHeaderText(document, tag, text);
@@ -127,19 +127,21 @@ int QueueExifVersionForLens(ExifDocument* document) {
 }
 
 // Everything of one frame queued on a read document.
-int QueueFrame(ExifDocument* document, CameraDataFile* dataFile, uint32_t frame, EmbedFlags flags) {
-  if (EmbedHeaderTags(document, dataFile) != 1) return 0;
+int QueueFrame(const EmbedJob& job, ExifDocument* document, CameraDataFile* dataFile, EmbedFlags flags,
+               EmbedResult* result) {
+  const uint32_t frame = job.frame;
+  if (EmbedHeaderTags(job, document, dataFile) != 1) return 0;
   TagList exifTags;
   if (!ShootingRecordToExif(dataFile, frame, ExifOptionsOf(flags), &exifTags)) return 0;
-  if (ShootingBlankSeconds(exifTags)) ++EmbedJobState().blankSeconds;
+  if (ShootingBlankSeconds(exifTags) && result) ++result->blankSeconds;
   if (flags & EmbedLensTags) {
-    if (!LibraryLensTags(dataFile, frame, EmbedJobState().maker, &exifTags)) return 0;
+    if (!LibraryLensTags(dataFile, frame, job.maker, &exifTags)) return 0;
     const bool lens = std::any_of(exifTags.begin(), exifTags.end(),
                                   [](const TagEntry& entry) { return entry.tag == TagLensSpecification; });
     if (lens && !QueueExifVersionForLens(document)) return 0;
   }
   if (!ShootingQueueList(document, IfdExif, exifTags)) return 0;
-  if (!QueueFilm(document, dataFile, flags)) return 0;
+  if (!QueueFilm(document, dataFile, flags, result)) return 0;
   if ((flags & EmbedPrivateTags) && !QueuePrivateTags(document, dataFile, frame)) return 0;
   if ((flags & EmbedMakerNote) && !QueueMakerNote(document, dataFile, frame)) return 0;
   if (!(flags & EmbedKeepSoftware) &&
@@ -192,13 +194,7 @@ int NewDocumentFor(const std::string& path, ExifDocumentPtr& document, std::vect
 
 }  // namespace
 
-EmbedJob& EmbedJobState() {
-  static EmbedJob job;
-  return job;
-}
-
-int EmbedHeaderTags(ExifDocument* document, CameraDataFile* dataFile) {
-  const EmbedJob& job = EmbedJobState();
+int EmbedHeaderTags(const EmbedJob& job, ExifDocument* document, CameraDataFile* dataFile) {
   if (!QueueHeaderText(document, kTagMake, job.maker)) return 0;
   if (!QueueHeaderText(document, kTagModel, job.camera)) return 0;
   if (job.film.empty()) return 1;
@@ -207,8 +203,8 @@ int EmbedHeaderTags(ExifDocument* document, CameraDataFile* dataFile) {
 
 void EmbedInstallThumbnailMaker(EmbedThumbnailMaker maker) { gThumbnailMaker.store(maker); }
 
-int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, CameraDataFile* dataFile,
-             EmbedFlags flags, const Prompt* prompt) {
+int EmbedOne(const EmbedJob& job, const std::string& sourcePath, const std::string& destinationPath,
+             CameraDataFile* dataFile, EmbedFlags flags, const Prompt* prompt, EmbedResult* result) {
   if (!dataFile) {
     ErrorPush(ErrInvalidArgument);
     return 0;
@@ -221,7 +217,7 @@ int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, 
   } else if (!document || !(status & StatusJpeg)) {
     return 0;
   }
-  if (!QueueFrame(document.get(), dataFile, EmbedJobState().frame, flags)) return 0;
+  if (!QueueFrame(job, document.get(), dataFile, flags, result)) return 0;
   const int saved = ExifSaveFile(sourcePath, destinationPath, document.get(), prompt, 1);
   ExifCloseMakerNote(document.get());
   return saved == SaveWritten ? 1 : 0;
@@ -230,10 +226,10 @@ int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, 
 int EmbedSingle(const std::string& maker, const std::string& camera, const std::string& film,
                 CameraDataFile* dataFile, uint32_t frame, const std::string& sourcePath,
                 const std::string& destinationPath, EmbedFlags flags, const Prompt* prompt) {
-  EmbedJob& job = EmbedJobState();
+  EmbedJob job;
   job.maker = EmbedText(maker);
   job.camera = EmbedText(camera);
   job.film = EmbedText(film);
   job.frame = frame;
-  return EmbedOne(sourcePath, destinationPath, dataFile, flags, prompt);
+  return EmbedOne(job, sourcePath, destinationPath, dataFile, flags, prompt);
 }

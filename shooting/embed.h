@@ -18,6 +18,7 @@
 
 #include "exif/exif_document.h"
 #include "frame/file_list.h"
+#include "frame/version.h"
 #include "frame/progress.h"
 #include "frame/prompt.h"
 #include "shooting/camera_data_file.h"
@@ -42,23 +43,28 @@ constexpr uint32_t kEmbedTextMax = 63;
 // A text cut to kEmbedTextMax bytes without splitting a two-byte character.
 std::string EmbedText(const std::string& text);
 // What tag 305 becomes unless EmbedKeepSoftware is set.
-inline constexpr char kEmbedSoftware[] = "Tavexon Version 0.9.0b";
+inline constexpr const auto& kEmbedSoftware = kTavexonVersionLine;
 
-// The state of a run, held for the life of a window or dialog. The texts are CP932.
+// What a run is asked to do: owned by the call that runs it, so that two runs (two windows, a
+// worker thread) never share one. The texts are CP932.
 struct EmbedJob {
   std::string maker;
   std::string camera;
   std::string film;
   CameraDataFilePtr dataFile;
   std::unique_ptr<FileList> jpegFiles;
-  uint32_t frame = 0;    // the index of the file in hand
-  uint32_t written = 0;  // files completed by the last EmbedAll
-  uint32_t blankSeconds = 0;  // files of the last run whose capture time has blank seconds
-  uint32_t filmKept = 0;      // files whose own description or comment kept the film out
+  uint32_t frame = 0;  // the index of the file in hand
 };
 
-// The one job of the embedding doors. Runs are on the caller's thread and not re-entrant.
-EmbedJob& EmbedJobState();
+// What a run did.
+struct EmbedResult {
+  int ok = 1;                 // 1 when every file was written
+  uint32_t written = 0;       // files completed
+  uint32_t blankSeconds = 0;  // files whose capture time has blank seconds
+  uint32_t filmKept = 0;      // files whose own description or comment kept the film out
+  std::string failingPath;    // the file the run stopped at; empty when it stopped before any
+  uint32_t code = 0;          // the code on top of the error stack when it stopped; 0 when none
+};
 
 // Where a run reports. `label` stands for the window's progress label: it is called before
 // each file with the file's path, its 1-based position and the number of files (the desktop
@@ -76,7 +82,7 @@ struct EmbedProgress {
 // Queues the job-wide tags: Make (271) with the job's maker, Model (272) with its camera, and
 // puts its film into the data file's header as tag 62980 (written with the private tags only).
 // Each only for a non-empty text.
-int EmbedHeaderTags(ExifDocument* document, CameraDataFile* dataFile);
+int EmbedHeaderTags(const EmbedJob& job, ExifDocument* document, CameraDataFile* dataFile);
 
 // Makes the Exif thumbnail of a JPEG from its main image and reports the image's pixel size;
 // 1 on success. The decoder lives above this library, so the program installs one at start
@@ -85,23 +91,25 @@ using EmbedThumbnailMaker = int (*)(const std::string& jpegPath, std::vector<uin
                                     uint32_t* height);
 void EmbedInstallThumbnailMaker(EmbedThumbnailMaker maker);
 
-// Writes frame EmbedJobState().frame of dataFile into sourcePath, saved as destinationPath
-// (the same path overwrites in place). A file without Exif gains a new document: resolution
-// 72/1 inch, the Exif version and component layout, its pixel size, and a thumbnail made from
-// its image; with no thumbnail maker installed, or when the thumbnail fails, it is refused
-// (771). prompt answers the save's questions (read-only destination, MakerNote).
-int EmbedOne(const std::string& sourcePath, const std::string& destinationPath, CameraDataFile* dataFile,
-             EmbedFlags flags, const Prompt* prompt = nullptr);
+// Writes frame job.frame of dataFile into sourcePath, saved as destinationPath (the same path
+// overwrites in place). A file without Exif gains a new document: resolution 72/1 inch, the
+// Exif version and component layout, its pixel size, and a thumbnail made from its image; with
+// no thumbnail maker installed, or when the thumbnail fails, it is refused (771). prompt answers
+// the save's questions (read-only destination, MakerNote). The counts of `result` (may be
+// nullptr) are raised for the file.
+int EmbedOne(const EmbedJob& job, const std::string& sourcePath, const std::string& destinationPath,
+             CameraDataFile* dataFile, EmbedFlags flags, const Prompt* prompt = nullptr,
+             EmbedResult* result = nullptr);
 
 // Walks the job's JPEG files, frame index from 0, each overwritten in place by EmbedOne; stops
-// at the first failure. An empty list returns 1.
-int EmbedAll(const EmbedProgress* progress, EmbedFlags flags);
+// at the first failure. An empty list succeeds.
+EmbedResult EmbedAll(EmbedJob& job, const EmbedProgress* progress, EmbedFlags flags);
 
 // The whole run: reads the data file as dataType (message 73 when it does not parse), lists the
 // files of jpegPattern (a file, or a pattern such as "folder/*.jpg"; message 74 when there are
 // none), refuses a count mismatch (message 75, frames first) before any file is touched, then
 // EmbedAll. The data file and list are released at the end.
-int EmbedBatch(const std::string& maker, const std::string& camera, const std::string& film,
+EmbedResult EmbedBatch(const std::string& maker, const std::string& camera, const std::string& film,
                const std::string& dataFilePath, uint32_t dataType, const std::string& jpegPattern,
                const EmbedProgress* progress, EmbedFlags flags);
 
@@ -140,8 +148,8 @@ enum EmbedFilmIn : int { EmbedFilmNone = 0, EmbedFilmInDescription = 1, EmbedFil
 // The run button: checks the inputs (message 52 no data file, 46 one that cannot be read, 47
 // no JPEG path), runs EmbedBatch, shows message 51 under title 1000 on success or 5 under
 // title 1001 otherwise, then stores the maker, camera and film histories and "DATATYPE".
-// Returns 1 when every file was written.
-int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress);
+// Its result's ok is 1 when every file was written.
+EmbedResult EmbedRun(const EmbedRequest& request, const EmbedProgress* progress);
 
 // The flags of a run from the window's two check boxes; the MakerNote bit is always set.
 EmbedFlags EmbedFlagsOf(bool privateTags, bool keepSoftware);

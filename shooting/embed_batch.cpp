@@ -7,6 +7,7 @@
 #include "frame/message_table.h"
 #include "frame/path.h"
 #include "frame/settings.h"
+#include "frame/version.h"
 #include "shooting/embed.h"
 
 namespace {
@@ -25,7 +26,7 @@ enum : uint32_t {
 };
 
 // The version text a confirmed notice stores, so it returns with each new version.
-constexpr char kNoticeVersion[] = "0.9.0b";
+constexpr const char* kNoticeVersion = kTavexonVersion;
 
 void ShowMessage(const EmbedProgress* progress, uint32_t messageId, const char* text, uint32_t titleId) {
   PromptQuestion question;
@@ -41,14 +42,13 @@ void ShowError(const EmbedProgress* progress, uint32_t messageId, const char* te
   ShowMessage(progress, messageId, text ? text : MessageText(messageId), kTitleError);
 }
 
-// Releases what a batch holds only while it runs.
-struct BatchRelease {
-  ~BatchRelease() {
-    EmbedJob& job = EmbedJobState();
-    FileListRelease(job.jpegFiles);
-    job.dataFile.reset();
-  }
-};
+// A run that stopped before its first file: the code it pushed, no file reached.
+EmbedResult Refused() {
+  EmbedResult result;
+  result.ok = 0;
+  result.code = ErrorPeek();
+  return result;
+}
 
 // Adds the edit text to the front of a settings history.
 void StoreHistory(const char* section, const std::string& text) {
@@ -69,67 +69,61 @@ int EmbedListJpegs(const std::string& jpegPattern, FileList& list) {
   return found > 0 ? FileListFileCount(list) : 0;
 }
 
-int EmbedAll(const EmbedProgress* progress, EmbedFlags flags) {
-  EmbedJob& job = EmbedJobState();
-  job.written = 0;
-  job.blankSeconds = 0;
-  job.filmKept = 0;
-  if (!job.jpegFiles) return 1;
+EmbedResult EmbedAll(EmbedJob& job, const EmbedProgress* progress, EmbedFlags flags) {
+  EmbedResult result;
+  if (!job.jpegFiles) return result;
   const uint32_t count = uint32_t(FileListFileCount(*job.jpegFiles));
   std::unique_ptr<FileListWalk> walk = FileListCursor(*job.jpegFiles);
   job.frame = 0;
-  int result = 1;
   // The window's label repaints in the hook; a sleep to let it repaint is not needed here.
   while (const FileEntry* entry = FileListNext(walk.get(), kFileEntryFile)) {
     if (progress && progress->label) progress->label(progress->user, entry->path, job.frame + 1, count);
-    if (progress && !ProgressStep(progress->step, entry->path, job.frame + 1, count)) {
-      result = 0;
+    if ((progress && !ProgressStep(progress->step, entry->path, job.frame + 1, count)) ||
+        EmbedOne(job, entry->path, entry->path, job.dataFile.get(), flags, progress ? progress->prompt : nullptr,
+                 &result) != 1) {
+      result.ok = 0;
+      result.failingPath = entry->path;
+      result.code = ErrorPeek();
       break;
     }
-    if (EmbedOne(entry->path, entry->path, job.dataFile.get(), flags, progress ? progress->prompt : nullptr) != 1) {
-      result = 0;
-      break;
-    }
-    job.written = ++job.frame;
+    result.written = ++job.frame;
   }
   FileListCloseCursor(walk);
   return result;
 }
 
-int EmbedBatch(const std::string& maker, const std::string& camera, const std::string& film,
-               const std::string& dataFilePath, uint32_t dataType, const std::string& jpegPattern,
-               const EmbedProgress* progress, EmbedFlags flags) {
-  EmbedJob& job = EmbedJobState();
-  BatchRelease release;
+EmbedResult EmbedBatch(const std::string& maker, const std::string& camera, const std::string& film,
+                       const std::string& dataFilePath, uint32_t dataType, const std::string& jpegPattern,
+                       const EmbedProgress* progress, EmbedFlags flags) {
+  // The job lives for this call only: the data file and the list go with it.
+  EmbedJob job;
   job.maker = EmbedText(maker);
   job.camera = EmbedText(camera);
   job.film = EmbedText(film);
-  job.frame = 0;
-  job.written = 0;
   job.dataFile = CameraDataFileCreate(dataFilePath.c_str());
   if (!job.dataFile) {
     ErrorPush(ErrFileOpen);
     ShowError(progress, kMessageDataParse);
-    return 0;
+    return Refused();
   }
   if (CameraDataFileRead(job.dataFile.get(), dataType) != 1) {
     ShowError(progress, kMessageDataParse);
-    return 0;
+    return Refused();
   }
   job.jpegFiles = FileListCreate();
   const int files = EmbedListJpegs(jpegPattern, *job.jpegFiles);
   if (files <= 0) {
     ErrorPush(ErrFileOpen);
     ShowError(progress, kMessageNoJpegs);
-    return 0;
+    return Refused();
   }
   const uint32_t frames = CameraDataFileFrameCount(job.dataFile.get());
   if (frames != uint32_t(files)) {
     ErrorPush(ErrInvalidArgument);
     ShowError(progress, kMessageCountMismatch, MessageFormat(kMessageCountMismatch, int(frames), files));
-    return 0;
+    return Refused();
   }
-  return EmbedAll(progress, flags);
+  return EmbedAll(job, progress, flags);
 }
 
 EmbedFlags EmbedFlagsOf(bool privateTags, bool keepSoftware) {
@@ -147,24 +141,24 @@ EmbedFlags EmbedFlagsOf(const EmbedRequest& request) {
   return flags;
 }
 
-int EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
+EmbedResult EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
   if (request.dataFilePath.empty()) {
     ShowError(progress, kMessageNoDataFile);
-    return 0;
+    return Refused();
   }
   if (!PathIsFile(request.dataFilePath) || !std::ifstream(request.dataFilePath, std::ios::binary)) {
     ShowError(progress, kMessageDataUnreadable, MessageFormat(kMessageDataUnreadable, request.dataFilePath.c_str()));
-    return 0;
+    return Refused();
   }
   if (request.jpegPath.empty()) {
     ShowError(progress, kMessageNoJpegPath);
-    return 0;
+    return Refused();
   }
   const uint32_t dataType = request.dataType < 0 ? 0 : uint32_t(request.dataType);
-  const int done = EmbedBatch(request.maker, request.camera, request.film, request.dataFilePath, dataType,
+  const EmbedResult done = EmbedBatch(request.maker, request.camera, request.film, request.dataFilePath, dataType,
                               EmbedJpegPattern(request.jpegPath), progress,
                               EmbedFlagsOf(request));
-  if (done == 1)
+  if (done.ok == 1)
     ShowMessage(progress, kMessageDone, MessageText(kMessageDone), kTitleProduct);
   else
     ShowError(progress, kMessageRunFailed);

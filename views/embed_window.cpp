@@ -212,7 +212,7 @@ int EmbedWindow::Run() {
   progress.prompt = &prompt;
   progress.step = run.Hook();
   SetRunning(true);
-  const int result = EmbedRun(request, &progress);
+  const int result = EmbedRun(request, &progress).ok;
   SetRunning(false);
   activeRun_ = nullptr;
   progress_->clear();

@@ -105,11 +105,14 @@ class Embed : public ::testing::Test {
     return contents;
   }
 
+  // The run's ok; its result stays in last_.
   int Batch(const fs::path& dataFile, uint32_t dataType, EmbedFlags flags, const std::string& film = "") {
-    return EmbedBatch("Nikon", "F6", film, dataFile.string(), dataType, EmbedJpegPattern(roll_.string()), &progress_,
+    last_ = EmbedBatch("Nikon", "F6", film, dataFile.string(), dataType, EmbedJpegPattern(roll_.string()), &progress_,
                       flags);
+    return last_.ok;
   }
 
+  EmbedResult last_;
   ScratchDir scratch_;
   fs::path roll_ = scratch_ / "roll";
   std::vector<fs::path> sources_;
@@ -128,7 +131,7 @@ TEST_F(Embed, RealRollWritesEveryFrameIntoItsScan) {
   const std::vector<fs::path> scans = MakeRoll(36);
   ASSERT_EQ(scans.size(), 36u);
   ASSERT_EQ(Batch(RealRoll(), 0, EmbedMakerNote), 1) << (shown_.texts.empty() ? "" : shown_.texts[0]);
-  EXPECT_EQ(EmbedJobState().written, 36u);
+  EXPECT_EQ(last_.written, 36u);
   EXPECT_TRUE(shown_.ids.empty());
   const auto frames = FrameColumns(RealRoll());
   // One exiftool process reads the whole roll.
@@ -219,14 +222,13 @@ TEST_F(Embed, RefusalsBeforeAnyFileChanges) {
 
   shown_ = {};
   EXPECT_EQ(EmbedBatch("", "", "", RealRoll().string(), 0, EmbedJpegPattern(scratch_.path().string()), &progress_,
-                       EmbedMakerNote),
+                       EmbedMakerNote)
+                .ok,
             0)
       << "a folder without JPEGs";
   EXPECT_EQ(shown_.ids, std::vector<uint32_t>{74});
 
   EXPECT_EQ(Contents(scans), before);
-  EXPECT_FALSE(EmbedJobState().dataFile);
-  EXPECT_FALSE(EmbedJobState().jpegFiles);
 }
 
 TEST_F(Embed, FailureMidRunKeepsEarlierFilesAndLeavesLaterOnesUntouched) {
@@ -236,7 +238,7 @@ TEST_F(Embed, FailureMidRunKeepsEarlierFilesAndLeavesLaterOnesUntouched) {
   fs::permissions(scans[1], fs::perms::owner_read);
   const auto before = Contents(scans);
   EXPECT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote), 0);
-  EXPECT_EQ(EmbedJobState().written, 1u);
+  EXPECT_EQ(last_.written, 1u);
   EXPECT_EQ(shown_.ids, std::vector<uint32_t>{117});
   EXPECT_NE(testsupport::ReadBytes(scans[0]), before[0]);
   EXPECT_EQ(testsupport::ReadBytes(scans[1]), before[1]);
@@ -273,7 +275,7 @@ TEST_F(Embed, ScanWithoutExifStopsTheRunUnchanged) {
   ASSERT_NE(ExifCheckFile(scans[2].string(), probe) & StatusNoExif, 0u);
   const auto plain = testsupport::ReadBytes(scans[2]);
   EXPECT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote), 0);
-  EXPECT_EQ(EmbedJobState().written, 2u);
+  EXPECT_EQ(last_.written, 2u);
   EXPECT_EQ(testsupport::ReadBytes(scans[2]), plain);
 }
 
@@ -284,11 +286,11 @@ TEST_F(Embed, RunButtonChecksAndSettings) {
   request.maker = "Nikon";
   request.camera = "F6";
   request.film = Cp932FromUtf8("フジ Velvia");
-  EXPECT_EQ(EmbedRun(request, &progress_), 0);
+  EXPECT_EQ(EmbedRun(request, &progress_).ok, 0);
   request.dataFilePath = (scratch_ / "absent.txt").string();
-  EXPECT_EQ(EmbedRun(request, &progress_), 0);
+  EXPECT_EQ(EmbedRun(request, &progress_).ok, 0);
   request.dataFilePath = RealThreeFrames().string();
-  EXPECT_EQ(EmbedRun(request, &progress_), 0);
+  EXPECT_EQ(EmbedRun(request, &progress_).ok, 0);
   ASSERT_EQ(shown_.ids, (std::vector<uint32_t>{52, 46, 47}));
   EXPECT_NE(shown_.texts[1].find("absent.txt"), std::string::npos);
 
@@ -297,7 +299,7 @@ TEST_F(Embed, RunButtonChecksAndSettings) {
   request.jpegPath = roll_.string() + "/";
   request.dataType = -1;  // none chosen reads as F6 detailed
   request.privateTags = true;
-  EXPECT_EQ(EmbedRun(request, &progress_), 1);
+  EXPECT_EQ(EmbedRun(request, &progress_).ok, 1);
   EXPECT_EQ(shown_.ids, std::vector<uint32_t>{51});
   EXPECT_EQ(SettingsGetInt("MV1OPTION", "DATATYPE", 9), 0);
   EXPECT_EQ(LoadComboHistory("FILM"), std::vector<std::string>{request.film});
