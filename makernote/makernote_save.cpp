@@ -141,9 +141,9 @@ int DecideRebuild(const std::string& destination, ExifDocument* document, const 
   // extent kept in place; should it have to move, the last gate asks, and a rebuild refuses.
   // A note made from nothing has no bytes and is always built.
   if (ExifMakerNoteEnabled(document)) {
-    const MakerNoteContext* context = ExifMakerNoteContext(document);
+    MakerNoteContext* context = ExifMakerNoteContext(document);
     if (document->makerNote->segment == nullptr) return 1;
-    return ExifMakerNoteEditable(document) && context != nullptr && !ExifMakerNoteContext(document)->KeepAsBytes() ? 1 : 0;
+    return context != nullptr && !context->KeepAsBytes() ? 1 : 0;
   }
   const int answer = MakerNoteAskKeep(destination, document, owner);
   if (answer < 0) return answer;

@@ -43,6 +43,9 @@ struct OlympusContext : MakerNoteContext {
   int PutTag(uint32_t table, uint16_t tag, uint16_t type, uint32_t count, const void* value) override;
   int DeleteTag(uint32_t table, uint16_t tag) override;
   const char* NotEditableReason() const override { return lockReason; }
+  // Its offsets count from the note itself, and Build gives back the note as read while it is
+  // not editable: the note may move with its bytes, so it is never held in place.
+  int KeepAsBytes() override { return 0; }
 };
 
 extern const MakerNoteDescriptor kOlympusNote;

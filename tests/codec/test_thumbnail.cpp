@@ -140,13 +140,13 @@ TEST(Embedding, ScansWithoutExifGainADocumentAndAThumbnail) {
   std::map<std::string, std::string> tags = testsupport::ExifToolArgs(scan);
   int32_t width = 0, height = 0;
   JpegProbeSize(scan.string(), &width, &height);
-  EXPECT_EQ(tags["-IFD0:Make"], "Nikon");
-  EXPECT_EQ(tags["-IFD0:XResolution"], "72");
-  EXPECT_EQ(tags["-ExifIFD:ExifVersion"], "0210");
-  EXPECT_EQ(tags["-ExifIFD:ExifImageWidth"], std::to_string(width));
-  EXPECT_EQ(tags["-ExifIFD:ExifImageHeight"], std::to_string(height));
-  EXPECT_FALSE(tags["-ExifIFD:FNumber"].empty());
-  EXPECT_FALSE(tags["-Nikon:MakerNoteVersion"].empty());
+  EXPECT_EQ(tags["IFD0:Make"], "Nikon");
+  EXPECT_EQ(tags["IFD0:XResolution"], "72");
+  EXPECT_EQ(tags["ExifIFD:ExifVersion"], "0210");
+  EXPECT_EQ(tags["ExifIFD:ExifImageWidth"], std::to_string(width));
+  EXPECT_EQ(tags["ExifIFD:ExifImageHeight"], std::to_string(height));
+  EXPECT_FALSE(tags["ExifIFD:FNumber"].empty());
+  EXPECT_FALSE(tags["Nikon:MakerNoteVersion"].empty());
   const fs::path thumbnail = scratch / "thumbnail.jpg";
   testsupport::RunCommand("exiftool -b -ThumbnailImage " + testsupport::ShellQuote(scan.string()) + " > " +
                           testsupport::ShellQuote(thumbnail.string()));

@@ -174,7 +174,9 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
     ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, 2, "B"));
   }
   // A note its handler cannot write whole is carried as bytes, like one without a handler.
-  const bool hadHandler = ExifHasMakerNote(document.get()) != 0 && ExifMakerNoteEditable(document.get()) != 0;
+  const MakerNoteContext* note = ExifMakerNoteContext(document.get());
+  const bool hadHandler = ExifHasMakerNote(document.get()) != 0 && note != nullptr &&
+                          !const_cast<MakerNoteContext*>(note)->KeepAsBytes();
   const uint32_t hadFamily = ExifMakerNoteFamily(document.get());
   Prompt prompt{Answering, &answer};
   const int result = ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, 1, layout);

@@ -173,8 +173,9 @@ TEST(ExifList, CarriedNoteStaysInPlaceAndUnsavedEditsAreAskedAbout) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   testsupport::ScratchDir scratch;
   FreshSettings(scratch);
-  // The Pentax note of this file is carried as bytes; a long artist rebuilds the Exif around it.
-  const fs::path file = CorpusCopy(scratch, "pentax/digicam_ist_DL_IMGP6668.JPG");
+  // The Sigma note of this file is carried as bytes (no handler reads the family); a long artist
+  // rebuilds the Exif around it.
+  const fs::path file = CorpusCopy(scratch, "other/exiv2_exiv2-sigma-d10.jpg");
   const auto before = testsupport::ReadBytes(file);
   const std::string noteBefore = testsupport::ExifToolBinary(file, "MakerNotes");
   auto window = std::make_unique<ExifListWindow>(file.string());
