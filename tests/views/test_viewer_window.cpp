@@ -208,6 +208,10 @@ TEST(ViewerWindow, FolderWalkSecondSlotAndHeldKey) {
   fs::copy_file(kSamples / "scans/scan_0005.jpg", folder / "e.png");  // another extension: not walked
   ViewerWindow window("");
   window.show();
+  // The arrow keys and F2 are the menu's shortcuts, which act only in the active window (on a
+  // real X server the window is not active until asked).
+  window.activateWindow();
+  (void)QTest::qWaitForWindowActive(&window);  // offscreen windows are active at once
   Open(window, folder / "B.jpg");
   const struct {
     int key;
