@@ -2,6 +2,7 @@
 
 #include <QApplication>
 
+#include "codec/thumbnail.h"
 #include "frame/app_start.h"
 #include "frame/settings.h"
 #include "kit/kit_picture.h"
@@ -39,6 +40,7 @@ bool AppInit(const std::string& commandLine) {
   static bool engineInstalled = false;
   if (!engineInstalled) {
     EngineInstall();
+    CodecInstall();  // a scan without Exif gains a thumbnail made by the codec
     PictureDecoderInstall(KitDecodeJpeg);
   }
   engineInstalled = true;
