@@ -92,7 +92,7 @@ struct MakerNoteContext : ExifContext {
   // 1 when a rebuild could not write the note again with all it holds (a block its tables know
   // only by a position in the file, an entry the build would not give back): a save carries it
   // as its bytes, kept in place. By default, a note that is not editable.
-  virtual int KeepAsBytes() { return editable == 0; }
+  virtual int KeepAsBytes() const { return editable == 0; }
   // Rewrites the pointers of a note that count from the Exif TIFF header (tiff), now that the
   // note stands where `entry` says. 1 done (or nothing to do), 0 the pointers cannot be made
   // right: the save is refused.

@@ -31,7 +31,7 @@ struct CanonContext : MakerNoteOneTableContext {
   int Build(uint8_t* output, uint32_t room, uint32_t* size) override;
   int PutTag(uint32_t table, uint16_t tag, uint16_t type, uint32_t count, const void* value) override;
   int DeleteTag(uint32_t table, uint16_t tag) override;
-  int KeepAsBytes() override { return keepAsBytes != 0; }
+  int KeepAsBytes() const override { return keepAsBytes != 0; }
   // Adds the note's place to every out-of-line offset and to the footer; a note written in
   // another order than the payload around it is first written again in the payload's order.
   int Relocate(uint8_t* tiff, const RawEntry& entry) override;

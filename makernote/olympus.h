@@ -45,7 +45,7 @@ struct OlympusContext : MakerNoteContext {
   const char* NotEditableReason() const override { return lockReason; }
   // Its offsets count from the note itself, and Build gives back the note as read while it is
   // not editable: the note may move with its bytes, so it is never held in place.
-  int KeepAsBytes() override { return 0; }
+  int KeepAsBytes() const override { return 0; }
 };
 
 extern const MakerNoteDescriptor kOlympusNote;

@@ -11,6 +11,7 @@
 #include "frame/error_stack.h"
 #include "makernote/header_note.h"
 #include "makernote/makernote_save.h"
+#include "tests/makernote/maker_listing.h"
 #include "tests/makernote/test_nikon_support.h"
 #include "tests/support/peers.h"
 
@@ -91,19 +92,14 @@ std::vector<uint8_t> FileBytes(const TagEntry& entry, uint32_t bigEndian) {
   return bytes;
 }
 
-// `exiftool -j -G1 -a -u -n` as "Group:Name" to value text, without the groups of the file.
+// ExifTool's reading without the groups that describe the file rather than its tags.
 std::map<std::string, std::string> ExifToolJson(const fs::path& file) {
-  std::map<std::string, std::string> tags;
-  for (const std::string& line : Lines("exiftool -j -G1 -a -u -n", file)) {
-    const size_t open = line.find('"'), colon = line.find("\": ");
-    if (open == std::string::npos || colon == std::string::npos) continue;
-    const std::string key = line.substr(open + 1, colon - open - 1);
-    if (key == "SourceFile" || key.find("System:") == 0 || key.find("File:") == 0 || key.find("ExifTool:") == 0)
-      continue;
-    std::string value = line.substr(colon + 3);
-    if (value.back() == ',') value.pop_back();
-    tags[key] = value;
-  }
+  std::map<std::string, std::string> tags = makerlisting::ExifToolJson(file);
+  std::erase_if(tags, [](const auto& item) {
+    const std::string& key = item.first;
+    return key == "SourceFile" || key.rfind("System:", 0) == 0 || key.rfind("File:", 0) == 0 ||
+           key.rfind("ExifTool:", 0) == 0;
+  });
   return tags;
 }
 

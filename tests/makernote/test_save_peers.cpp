@@ -176,7 +176,7 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
   // A note its handler cannot write whole is carried as bytes, like one without a handler.
   const MakerNoteContext* note = ExifMakerNoteContext(document.get());
   const bool hadHandler = ExifHasMakerNote(document.get()) != 0 && note != nullptr &&
-                          !const_cast<MakerNoteContext*>(note)->KeepAsBytes();
+                          !note->KeepAsBytes();
   const uint32_t hadFamily = ExifMakerNoteFamily(document.get());
   Prompt prompt{Answering, &answer};
   const int result = ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, 1, layout);
