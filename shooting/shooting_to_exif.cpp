@@ -6,9 +6,10 @@
 #include <cstring>
 #include <string_view>
 
+#include "exif/apex.h"
+#include "exif/tag_parse.h"
 #include "frame/error_stack.h"
 #include "frame/settings.h"
-#include "shooting/shooting_convert.h"
 #include "shooting/shooting_fields.h"
 
 namespace {
@@ -41,9 +42,12 @@ struct ExifConversion {
   std::array<char, kDateTimeLength + 1> dateTime{};
 };
 
-int ExifPutRational(TagList* list, uint16_t tag, uint16_t type, const ShootingRational& rational) {
-  const uint32_t words[2] = {rational.numerator, rational.denominator};
-  return TagListPut(nullptr, list, tag, type, 1, 0, words);
+// A rational as a TagEntry holds it: numerator and denominator, a signed value's numerator as
+// its two's complement word.
+using Rational = std::array<uint32_t, 2>;
+
+int ExifPutRational(TagList* list, uint16_t tag, uint16_t type, const Rational& rational) {
+  return TagListPut(nullptr, list, tag, type, 1, 0, rational.data());
 }
 
 int ExifPutShort(TagList* list, uint16_t tag, uint16_t value) {
@@ -75,42 +79,42 @@ uint32_t ExifSecondsFromClock(const char* text) {
 // A text with a double quote is seconds ("2\""), one with a colon a clock time, and a plain
 // number the denominator of a fraction of a second ("250").
 int ExifFromShutter(const char* text, ExifConversion& state) {
-  ShootingRational time;
+  Rational time{};
   if (std::strchr(text, '"')) {
-    RationalFromText(text, &time);
+    ParseRationalText(text, time.data());
   } else if (std::strchr(text, ':')) {
     time = {ExifSecondsFromClock(text), 1};
   } else {
     time = {1, ExifWholeNumber(text)};
   }
-  if (time.numerator == 0 || time.denominator == 0) return 1;
+  if (time[0] == 0 || time[1] == 0) return 1;
   if (!ExifPutRational(state.list, ExifExposureTime, TypeRational, time)) return 0;
-  ApexFromRational(ShootingApexShutter, &time);
+  ApexEncode(ApexShutter, time.data());
   return ExifPutRational(state.list, ExifShutterSpeedValue, TypeSRational, time);
 }
 
 int ExifFromAperture(const char* text, ExifConversion& state) {
-  ShootingRational number;
-  RationalFromText(ExifFirstDigit(text), &number);
-  if (number.numerator == 0 || number.denominator == 0) return 1;
+  Rational number{};
+  ParseRationalText(ExifFirstDigit(text), number.data());
+  if (number[0] == 0 || number[1] == 0) return 1;
   if (!ExifPutRational(state.list, ExifFNumber, TypeRational, number)) return 0;
-  ApexFromRational(ShootingApexAperture, &number);
+  ApexEncode(ApexAperture, number.data());
   return ExifPutRational(state.list, ExifApertureValue, TypeRational, number);
 }
 
 // "38(24-120)": the focal length in use stands before the zoom range, and the reader stops
 // at the "(" by itself.
 int ExifFromFocalLength(const char* text, ExifConversion& state) {
-  ShootingRational length;
-  RationalFromText(text, &length);
+  Rational length{};
+  ParseRationalText(text, length.data());
   return ExifPutRational(state.list, ExifFocalLength, TypeRational, length);
 }
 
 int ExifFromMaxAperture(const char* text, ExifConversion& state) {
-  ShootingRational number;
-  RationalFromText(ExifFirstDigit(text), &number);
-  if (number.numerator == 0 || number.denominator == 0) return 1;
-  ApexFromRational(ShootingApexAperture, &number);
+  Rational number{};
+  ParseRationalText(ExifFirstDigit(text), number.data());
+  if (number[0] == 0 || number[1] == 0) return 1;
+  ApexEncode(ApexAperture, number.data());
   return ExifPutRational(state.list, ExifMaxApertureValue, TypeRational, number);
 }
 
@@ -148,8 +152,8 @@ int ExifFromExposureMode(const char* text, ExifConversion& state) {
 }
 
 int ExifFromCompensation(const char* text, ExifConversion& state) {
-  ShootingRational bias;
-  RationalFromText(text, &bias);
+  Rational bias{};
+  ParseRationalText(text, bias.data());
   return ExifPutRational(state.list, ExifExposureBias, TypeSRational, bias);
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "exif/tag_parse.h"
 #include "frame/error_stack.h"
 #include "shooting/shooting_convert.h"
 #include "shooting/shooting_fields.h"
@@ -66,19 +67,18 @@ int MakerFromFocalLength(const char* text, MakerConversion& state) {
 
 // "F4" or "F3.5-F5.6": the widest apertures at the short and the long end.
 int MakerFromMaxAperture(const char* text, MakerConversion& state) {
-  ShootingRational wide{0, 1};
-  ShootingRational tele{0, 1};
+  std::array<uint32_t, 2> wide{0, 1};
+  std::array<uint32_t, 2> tele{0, 1};
   if (const char* first = std::strchr(text, 'F')) {
-    RationalFromText(first + 1, &wide);
+    ParseRationalText(first + 1, wide.data());
     const char* second = std::strchr(first + 1, 'F');
     if (second) {
-      RationalFromText(second + 1, &tele);
+      ParseRationalText(second + 1, tele.data());
     } else {
       tele = wide;
     }
   }
-  const std::array<uint32_t, 8> lens{state.shortFocal, 1, state.longFocal, 1,
-                                     wide.numerator, wide.denominator, tele.numerator, tele.denominator};
+  const std::array<uint32_t, 8> lens{state.shortFocal, 1, state.longFocal, 1, wide[0], wide[1], tele[0], tele[1]};
   return TagListPut(nullptr, state.list, NikonLens, TypeRational, 4, 0, lens.data());
 }
 
