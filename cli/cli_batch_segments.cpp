@@ -72,7 +72,7 @@ int RunStrip(const SegmentOptions& options) {
     uint32_t message = 0;
     const int done = settings.type == 0 ? SegmentDeleteExif(file, file, &message) : SegmentDeleteApp(file, file, settings.mask);
     if (!done) {
-      CliReportFailure(file, settings.type == 0 ? 0 : ErrorPop(), settings.type == 0 ? message : 116);
+      CliReportError(file, ErrorPopDetail(), settings.type == 0 ? message : 116);
       ++failures;
     }
   }
@@ -103,7 +103,7 @@ int RunBackup(const SegmentOptions& options) {
     return CliSuccess;
   }
   uint32_t message = 0;
-  if (!ExfExport(file, out, &message)) return CliReportFailure(file, 0, message), CliFailure;
+  if (!ExfExport(file, out, &message)) return CliReportError(file, ErrorPopDetail(), message), CliFailure;
   std::printf("%s\n", out.c_str());
   return CliSuccess;
 }
@@ -117,7 +117,8 @@ int RunRestore(const SegmentOptions& options) {
   const std::string& source = options.from.empty() ? options.fromJpeg : options.from;
   std::vector<uint8_t> payload;
   uint32_t message = 0;
-  if (!ExfReadSource(source, &payload, &message)) return CliReportFailure(source, 0, message), CliFailure;
+  ErrorClear();
+  if (!ExfReadSource(source, &payload, &message)) return CliReportError(source, ErrorPopDetail(), message), CliFailure;
   const std::string output = options.out.empty() ? target : options.out;
   if (options.dryRun) {
     std::printf("%s: %zu bytes of Exif would be written%s into %s\n", source.c_str(), payload.size(),
@@ -127,7 +128,7 @@ int RunRestore(const SegmentOptions& options) {
   CliBatchPrompt prompt;
   const int result = ExfImport(payload, target, output, options.asIs ? kExfImportAsIs : kExfImportFit, &prompt.prompt, &message);
   if (result == SaveWritten) return CliSuccess;
-  if (message != 0) CliReportFailure(output, 0, message);
+  if (message != 0) CliReportError(output, ErrorPopDetail(), message);
   return CliFailure;
 }
 

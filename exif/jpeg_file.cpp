@@ -36,6 +36,19 @@ int Fail(uint32_t code) {
   return 0;
 }
 
+// A code with the system's reason and the file it concerns.
+int FailSystem(uint32_t code, int systemError, const std::string& path) {
+  ErrorPushSystem(code, systemError, path);
+  return 0;
+}
+
+// The reason the replacement noted for its last failure. EMLINK stands for its refusal of a
+// file with several names, which it has told in its own words: the system's text would mislead.
+int ReplacementError() {
+  const int error = FileLastFailure().error;
+  return error == EMLINK ? 0 : error;
+}
+
 // The new file while it is being written: the writing side of a FileReplacement, which removes
 // it unless it was committed, so a failure never leaves a stray half file behind.
 class TemporaryOutput {
@@ -98,19 +111,24 @@ bool CopyBlocks(std::FILE* in, TemporaryOutput& out, uint64_t count) {
 template <class Body>
 int RewriteThroughTemporary(const std::string& source, const std::string& destination, Body body) {
   FilePtr in(std::fopen(source.c_str(), "rb"));
-  if (!in) return Fail(ErrFileOpen);
+  if (!in) return FailSystem(ErrFileOpen, errno, source);
   TemporaryOutput out(destination);
-  if (!out.Open()) return Fail(ErrFileOpen);
+  if (!out.Open()) return FailSystem(ErrFileOpen, ReplacementError(), destination);
   std::error_code error;
   uint64_t sourceSize = fs::file_size(source, error);
-  if (error) return Fail(ErrFileStatus);
+  if (error) return FailSystem(ErrFileStatus, error.value(), source);
   uint32_t code = body(in.get(), out, sourceSize);
+  const int readError = std::ferror(in.get()) ? errno : 0;
   in.reset();
   // A file that was not written whole never replaces the destination: the destination keeps
-  // its old bytes and the temporary goes.
-  if (code != 0) return Fail(code);
+  // its old bytes and the temporary goes. A failed write concerns the destination, anything
+  // else the source.
+  if (code != 0) {
+    const int writeError = ReplacementError();
+    return writeError != 0 ? FailSystem(code, writeError, destination) : FailSystem(code, readError, source);
+  }
   FileReachStep(StepWritten);
-  return out.Commit() ? 1 : Fail(ErrFileIo);
+  return out.Commit() ? 1 : FailSystem(ErrFileIo, ReplacementError(), destination);
 }
 
 // The body of JpegReplaceApp1: 0 or an error code.
@@ -149,7 +167,8 @@ uint32_t ReplaceApp1Body(std::FILE* in, TemporaryOutput& out, uint64_t sourceSiz
 }
 
 // The body of JpegDeleteSegments: 0 or an error code.
-uint32_t DeleteSegmentsBody(std::FILE* in, TemporaryOutput& out, uint64_t sourceSize, uint32_t mask) {
+uint32_t DeleteSegmentsBody(std::FILE* in, TemporaryOutput& out, uint64_t sourceSize, uint32_t mask,
+                            JpegMaskReach reach) {
   JpegSegments walk(in);
   const JpegStep start = walk.Start();
   if (start != JpegStep::Segment) return start == JpegStep::Short ? ErrFileIo : ErrNotJpeg;
@@ -165,7 +184,8 @@ uint32_t DeleteSegmentsBody(std::FILE* in, TemporaryOutput& out, uint64_t source
       return here <= sourceSize && CopyBlocks(in, out, sourceSize - here) ? 0u : uint32_t(ErrFileIo);
     }
     if (step != JpegStep::Segment) return JpegStepError(step);
-    const bool drop = (segment.code & 0xE0) == 0xE0 && (mask >> (segment.code & 0x0F) & 1) != 0;
+    const uint8_t family = reach == JpegMaskReach::Applications ? 0xF0 : 0xE0;
+    const bool drop = (segment.code & family) == 0xE0 && (mask >> (segment.code & 0x0F) & 1) != 0;
     if (drop) {
       if (!walk.Skip(segment)) return ErrFileIo;
       continue;
@@ -198,9 +218,9 @@ int JpegReplaceApp1(const std::string& source, const std::string& destination, c
   });
 }
 
-int JpegDeleteSegments(const std::string& source, const std::string& destination, uint32_t mask) {
+int JpegDeleteSegments(const std::string& source, const std::string& destination, uint32_t mask, JpegMaskReach reach) {
   return RewriteThroughTemporary(source, destination, [&](std::FILE* in, TemporaryOutput& out, uint64_t sourceSize) {
-    return DeleteSegmentsBody(in, out, sourceSize, mask);
+    return DeleteSegmentsBody(in, out, sourceSize, mask, reach);
   });
 }
 
@@ -220,6 +240,6 @@ int FileSetTimeFromDate(const std::string& path, const char* dateText) {
   struct timespec times[2];
   times[0].tv_sec = times[1].tv_sec = seconds;
   times[0].tv_nsec = times[1].tv_nsec = 0;
-  if (::utimensat(AT_FDCWD, path.c_str(), times, 0) != 0) return Fail(ErrFileIo);
+  if (::utimensat(AT_FDCWD, path.c_str(), times, 0) != 0) return FailSystem(ErrFileIo, errno, path);
   return 1;
 }

@@ -23,9 +23,15 @@ constexpr uint32_t kReplaceApp1Limit = 65534;
 int JpegReplaceApp1(const std::string& source, const std::string& destination, const uint8_t* bytes,
                     uint32_t size);
 
-// Copies source to destination without the segments 0xE0..0xFF whose mask bit (the code's low
-// 4 bits) is set: bit 1 drops APP1, bit 14 drops APP14 and the comment 0xFE together.
-int JpegDeleteSegments(const std::string& source, const std::string& destination, uint32_t mask);
+// Which codes a mask bit (the code's low 4 bits) reaches. The writer's own deletion takes every
+// code with its top three bits set, 0xE0..0xFF, so that bit 14 drops APP14 and the comment 0xFE
+// together; the batch tool that deletes application segments takes 0xE0..0xEF alone and keeps
+// every comment.
+enum class JpegMaskReach { TopThreeBits, Applications };
+
+// Copies source to destination without the segments before the first scan that the mask reaches.
+int JpegDeleteSegments(const std::string& source, const std::string& destination, uint32_t mask,
+                       JpegMaskReach reach = JpegMaskReach::TopThreeBits);
 
 // Sets access and modification times from "YYYY:MM:DD HH:MM:SS" as local time.
 int FileSetTimeFromDate(const std::string& path, const char* dateText);

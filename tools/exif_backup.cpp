@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -12,6 +13,7 @@
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
 #include "exif/jpeg_file.h"
+#include "exif/jpeg_segments.h"
 #include "frame/error_stack.h"
 #include "frame/settings.h"
 #include "makernote/makernote_save.h"
@@ -37,6 +39,12 @@ struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+// A failed call of the system on `path`: the code with its errno (0 when the stream simply ended
+// early) goes on the error stack, so the caller's message can say why.
+void PushSystem(uint32_t code, std::FILE* stream, const std::string& path) {
+  ErrorPushSystem(code, stream == nullptr || std::ferror(stream) ? errno : 0, path);
+}
 
 bool EndsWithExf(const std::string& name) {
   if (name.size() < 4) return false;
@@ -86,12 +94,13 @@ bool FirstApp1IsExif(const std::string& target) {
 std::string InsertApp1(const std::string& target, const std::string& output, const std::vector<uint8_t>& payload) {
   FilePtr in(std::fopen(target.c_str(), "rb"));
   std::vector<uint8_t> bytes;
-  if (in) {
-    std::error_code error;
-    bytes.resize(std::size_t(std::filesystem::file_size(target, error)));
-    if (error || std::fread(bytes.data(), 1, bytes.size(), in.get()) != bytes.size()) return {};
-  }
-  if (bytes.size() < 4 || bytes[0] != 0xFF || bytes[1] != 0xD8) return {};
+  if (!in) return PushSystem(ErrFileOpen, nullptr, target), std::string();
+  std::error_code error;
+  bytes.resize(std::size_t(std::filesystem::file_size(target, error)));
+  if (error) return ErrorPushSystem(ErrFileStatus, error.value(), target), std::string();
+  if (std::fread(bytes.data(), 1, bytes.size(), in.get()) != bytes.size())
+    return PushSystem(ErrFileIo, in.get(), target), std::string();
+  if (bytes.size() < 4 || bytes[0] != 0xFF || bytes[1] != 0xD8) return ErrorPush(ErrNotJpeg), std::string();
   std::size_t head = 2;
   if (bytes[2] == 0xFF && bytes[3] == 0xE0 && bytes.size() >= 6) head += 2 + ((std::size_t(bytes[4]) << 8) | bytes[5]);
   if (head > bytes.size()) return {};
@@ -103,7 +112,10 @@ std::string InsertApp1(const std::string& target, const std::string& output, con
               std::fwrite(bytes.data() + head, 1, bytes.size() - head, out.get()) == bytes.size() - head;
   good = good && std::fflush(out.get()) == 0 && ::fsync(fileno(out.get())) == 0;
   good = out && std::fclose(out.release()) == 0 && good;
-  if (!good) std::remove(temporary.c_str());
+  if (!good) {
+    PushSystem(ErrFileIo, nullptr, output);
+    std::remove(temporary.c_str());
+  }
   return good ? temporary : std::string();
 }
 
@@ -151,7 +163,7 @@ int ExfExport(const std::string& sourcePath, const std::string& outputPath, uint
   std::vector<uint8_t> payload;
   ErrorClear();
   if (!ExfExtractPayload(sourcePath, &payload)) {
-    *message = ErrorPop() == ErrNoExif ? kMessageNoExif : kMessageExportFailed;
+    *message = ErrorPeek() == ErrNoExif ? kMessageNoExif : kMessageExportFailed;
     return 0;
   }
   // A first APP1 that is not Exif (XMP) is no Exif backup.
@@ -167,8 +179,8 @@ int ExfExport(const std::string& sourcePath, const std::string& outputPath, uint
   good = good && std::fflush(out.get()) == 0 && ::fsync(fileno(out.get())) == 0;
   good = out && std::fclose(out.release()) == 0 && good;
   if (!good || !FileReplaceDestination(temporary, outputPath)) {
+    PushSystem(ErrFileIo, nullptr, outputPath);
     std::remove(temporary.c_str());
-    ErrorClear();
     *message = kMessageExportFailed;
     return 0;
   }
@@ -180,9 +192,10 @@ int ExfReadSource(const std::string& path, std::vector<uint8_t>* payload, uint32
   payload->clear();
   FilePtr in(std::fopen(path.c_str(), "rb"));
   uint8_t head[kExfHeaderSize];
-  if (!in || std::fread(head, 1, 16, in.get()) != 16) return *message = kMessageBadInput, 0;
+  if (!in) return PushSystem(ErrFileOpen, nullptr, path), *message = kMessageBadInput, 0;
+  if (std::fread(head, 1, 16, in.get()) != 16) return PushSystem(ErrFileIo, in.get(), path), *message = kMessageBadInput, 0;
   if (std::memcmp(head, kMagic, 16) == 0) {
-    if (std::fread(head + 16, 1, 4, in.get()) != 4) return *message = kMessageBadInput, 0;
+    if (std::fread(head + 16, 1, 4, in.get()) != 4) return PushSystem(ErrFileIo, in.get(), path), *message = kMessageBadInput, 0;
     std::error_code error;
     const uint64_t fileSize = std::filesystem::file_size(path, error);
     int64_t size = error ? -1 : AgreedSize(head + 18, fileSize);
@@ -190,39 +203,40 @@ int ExfReadSource(const std::string& path, std::vector<uint8_t>* payload, uint32
     if (size < 0) return *message = kMessageNoMemory, 0;
     payload->resize(std::size_t(size));
     if (std::fread(payload->data(), 1, payload->size(), in.get()) != payload->size())
-      return payload->clear(), *message = kMessageReadError, 0;
+      return PushSystem(ErrFileIo, in.get(), path), payload->clear(), *message = kMessageReadError, 0;
   } else {
     in.reset();
     ErrorClear();
-    if (!ExfExtractPayload(path, payload)) return *message = ErrorPop() == ErrNoExif ? kMessageNoExif : kMessageBadInput, 0;
+    if (!ExfExtractPayload(path, payload)) return *message = ErrorPeek() == ErrNoExif ? kMessageNoExif : kMessageBadInput, 0;
   }
   // Only Exif goes into a target's APP1: anything else would replace its Exif with bytes no
   // reader takes.
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckSegment(payload->data(), uint32_t(payload->size()), document);
-  ErrorClear();
+  // A payload that does not parse keeps its codes for the caller.
   if (!document || status >= StatusParseFailed) return payload->clear(), *message = kMessageBadInput, 0;
+  ErrorClear();
   *message = 0;
   return 1;
 }
 
 int ExfJpegPixelSize(const std::string& jpegPath, uint32_t* width, uint32_t* height) {
   FilePtr in(std::fopen(jpegPath.c_str(), "rb"));
-  uint8_t bytes[4];
-  if (!in || std::fread(bytes, 1, 2, in.get()) != 2 || bytes[0] != 0xFF || bytes[1] != 0xD8) return 0;
-  for (;;) {
-    if (std::fread(bytes, 1, 4, in.get()) != 4 || bytes[0] != 0xFF || bytes[1] == 0xDA) return 0;
-    const uint32_t length = (uint32_t(bytes[2]) << 8) | bytes[3];
-    if (length < 2) return 0;
-    if (IsFrameHeader(bytes[1])) {
+  if (!in) return 0;
+  JpegSegments walk(in.get());
+  if (walk.Start() != JpegStep::Segment) return 0;
+  JpegSegment segment;
+  while (walk.Next(&segment) == JpegStep::Segment) {
+    if (IsFrameHeader(segment.code)) {
       uint8_t frame[5];
       if (std::fread(frame, 1, 5, in.get()) != 5) return 0;
       *height = (uint32_t(frame[1]) << 8) | frame[2];
       *width = (uint32_t(frame[3]) << 8) | frame[4];
       return 1;
     }
-    if (std::fseek(in.get(), long(length - 2), SEEK_CUR) != 0) return 0;
+    if (!walk.Skip(segment)) return 0;
   }
+  return 0;
 }
 
 int ExfImport(const std::vector<uint8_t>& payload, const std::string& target, const std::string& output, int type,
@@ -239,13 +253,14 @@ int ExfImport(const std::vector<uint8_t>& payload, const std::string& target, co
   }
   if (type == kExfImportAsIs) {
     const bool done = staged.empty() ? JpegReplaceApp1(target, output, payload.data(), uint32_t(payload.size()))
-                                     : FileReplaceDestination(staged, output);
+                                     : FileReplaceDestination(staged, output) || (PushSystem(ErrFileIo, nullptr, output), false);
     if (!done) return SaveFailed;
     *message = 0;
     return SaveWritten;
   }
   const int result = ExfImportFitted(payload, staged.empty() ? target : staged, staged.empty() ? output : staged, prompt);
   if (!staged.empty() && (result != SaveWritten || !FileReplaceDestination(staged, output))) {
+    if (result == SaveWritten) PushSystem(ErrFileIo, nullptr, output);
     std::remove(staged.c_str());
     return result == SaveWritten ? SaveFailed : result;
   }
