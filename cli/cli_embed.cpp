@@ -1,9 +1,7 @@
 // tavexon-cli embed: a roll of film written into its folder of scans, frame by frame, with the
 // embed window's checks and messages; --dry-run shows the pairing and writes nothing.
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -113,15 +111,12 @@ std::string OriginalDate(const CameraDataFile* data, uint32_t frame, const Shoot
 // Reads the data file, or says why it cannot: a path that is no readable file gives message
 // 46 with the system's reason; a file that does not parse, message 73 and the line at fault.
 CameraDataFilePtr ReadDataFile(const std::string& path, uint32_t dataType) {
-  errno = 0;
+  ErrorClear();
   CameraDataFilePtr data = CameraDataFileCreate(path.c_str());
   if (!data) {
-    std::error_code ec;
-    const int reason = std::filesystem::is_directory(path, ec) ? EISDIR : std::filesystem::exists(path, ec) ? EINVAL : ENOENT;
-    CliReportError(path, {ErrFileOpen, reason, path, 0, {}}, 46);
+    CliReportError(path, ErrorPopDetail(), 46);
     return nullptr;
   }
-  ErrorClear();
   if (CameraDataFileRead(data.get(), dataType) == 1) return data;
   const ErrorDetail& failure = data->failure;
   CliReportError(path, failure, failure.systemError != 0 ? 46 : 73);

@@ -1,9 +1,10 @@
 #include "shooting/camera_data_file.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <new>
 
 #include "frame/error_stack.h"
@@ -69,12 +70,16 @@ std::string CameraDataLineNote(const DataLine& line, uint32_t number) {
 // Records why a line failed its field count.
 void CameraDataLineFailed(CameraDataFile* file, const DataLine& line, uint32_t number, uint32_t fields,
                           uint32_t expected, bool atLeast) {
+  // The file does not fit the layout it was read as (often the wrong layout chosen): the
+  // layout is the argument at fault.
   file->failure = {};
+  file->failure.code = ErrInvalidArgument;
   file->failure.path = file->path;
   file->failure.line = line.fileLine;
   file->failure.note = std::to_string(fields) + (fields == 1 ? " field, " : " fields, ") +
                        (atLeast ? "at least " : "") + std::to_string(expected) + " expected for " +
                        kDataTypeNames[file->dataType] + CameraDataLineNote(line, number);
+  ErrorPushDetail(file->failure);
 }
 
 // The number of commas, plus one for a line that is not empty.
@@ -121,8 +126,14 @@ int CameraDataReadLine(CameraDataFile* file, const DataTypeInfo& layout, uint32_
 void CameraDataFileDestroy(CameraDataFile* file) { std::unique_ptr<CameraDataFile> owned(file); }
 
 CameraDataFilePtr CameraDataFileCreate(const char* path) {
-  std::error_code error;
-  if (path == nullptr || !std::filesystem::is_regular_file(path, error)) return nullptr;
+  if (path == nullptr) return nullptr;
+  struct stat status {};
+  const bool found = ::stat(path, &status) == 0;
+  if (!found || !S_ISREG(status.st_mode)) {
+    // No regular file: the system's reason, a folder's as a folder opened for a file would give.
+    ErrorPushSystem(ErrFileOpen, !found ? errno : S_ISDIR(status.st_mode) ? EISDIR : EINVAL, path);
+    return nullptr;
+  }
   try {
     auto made = std::make_unique<CameraDataFile>();
     // The whole path is kept: a path longer than 260 bytes simply works here.

@@ -36,13 +36,14 @@ struct CameraDataFileDeleter {
 };
 using CameraDataFilePtr = std::unique_ptr<CameraDataFile, CameraDataFileDeleter>;
 
-// An empty record for the file at path; nullptr when the path is not a regular file.
+// An empty record for the file at path; nullptr, with 1026 and the system's reason (EISDIR for
+// a folder) pushed, when the path is not a regular file.
 CameraDataFilePtr CameraDataFileCreate(const char* path);
 
 // Reads the file as data type dataType (stored first). Returns 1, or 0: 1026 (with errno and
-// the path) when the file cannot be opened, 769 when memory runs out, and no code for a wrong
-// field count, whose line and expectation `failure` keeps. A failure leaves the record partly
-// filled.
+// the path) when the file cannot be opened, 769 when memory runs out, and 1282 for a wrong
+// field count, with the line and the expectation that `failure` keeps too. A failure leaves the
+// record partly filled.
 int CameraDataFileRead(CameraDataFile* file, uint32_t dataType);
 
 // The failure of the last read as one line of ASCII: "line 5: 8 fields, 17 expected for F6

@@ -101,8 +101,7 @@ EmbedResult EmbedBatch(const std::string& maker, const std::string& camera, cons
   job.camera = EmbedText(camera);
   job.film = EmbedText(film);
   job.dataFile = CameraDataFileCreate(dataFilePath.c_str());
-  if (!job.dataFile) {
-    ErrorPush(ErrFileOpen);
+  if (!job.dataFile) {  // the reason is on the error stack
     ShowError(progress, kMessageDataParse);
     return Refused();
   }
@@ -113,7 +112,7 @@ EmbedResult EmbedBatch(const std::string& maker, const std::string& camera, cons
   job.jpegFiles = FileListCreate();
   const int files = EmbedListJpegs(jpegPattern, *job.jpegFiles);
   if (files <= 0) {
-    ErrorPush(ErrFileOpen);
+    ErrorPushSystem(ErrFileOpen, 0, jpegPattern);
     ShowError(progress, kMessageNoJpegs);
     return Refused();
   }

@@ -1,13 +1,16 @@
 // CsvWriter and CsvReader.
 #include "tools/csv_file.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "exif/exif_document.h"
 #include "frame/cp932.h"
+#include "frame/error_stack.h"
 
 namespace {
 
@@ -125,11 +128,12 @@ int CsvWriterOpen(CsvWriter* writer, const std::string& path, uint32_t capacity,
   writer->row.reserve(capacity);
   std::string pattern = path + ".XXXXXX";
   const int fd = mkstemp(pattern.data());
-  if (fd < 0) return 0;
+  if (fd < 0) return ErrorPushSystem(ErrFileOpen, errno, path), 0;
   fchmod(fd, 0644);
   writer->temporaryPath = pattern;
   writer->file = fdopen(fd, "wb");
   if (!writer->file) {
+    ErrorPushSystem(ErrFileOpen, errno, path);
     close(fd);
     std::remove(pattern.c_str());
     return 0;
@@ -185,10 +189,18 @@ int CsvWriterEndRow(CsvWriter* writer) {
 
 int CsvWriterClose(CsvWriter* writer, int keep) {
   if (!writer || !writer->file) return 0;
-  if (std::fflush(writer->file) != 0 || std::ferror(writer->file)) writer->failed = true;
-  if (std::fclose(writer->file) != 0) writer->failed = true;
+  int reason = 0;  // the system's, where a call of it failed
+  if (std::fflush(writer->file) != 0 || std::ferror(writer->file)) {
+    writer->failed = true;
+    reason = errno;
+  }
+  if (std::fclose(writer->file) != 0) {
+    writer->failed = true;
+    reason = errno;
+  }
   writer->file = nullptr;
   if (keep && !writer->failed && std::rename(writer->temporaryPath.c_str(), writer->path.c_str()) == 0) return 1;
+  if (keep) ErrorPushSystem(ErrFileIo, writer->failed ? reason : errno, writer->path);
   std::remove(writer->temporaryPath.c_str());
   return 0;
 }
@@ -203,9 +215,9 @@ void CsvReaderParse(CsvReader* reader, std::string_view bytes) {
 int CsvReaderOpen(CsvReader* reader, const std::string& path) {
   if (!reader) return 0;
   std::ifstream in(path, std::ios::binary);
-  if (!in) return 0;
+  if (!in) return ErrorPushSystem(ErrFileOpen, errno, path), 0;
   std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return 0;
+  if (in.bad()) return ErrorPushSystem(ErrFileIo, errno, path), 0;
   std::string_view view(bytes);
   reader->encoding = view.substr(0, 3) == kByteOrderMark ? CsvUtf8 : CsvCp932;
   if (reader->encoding == CsvUtf8) view.remove_prefix(3);

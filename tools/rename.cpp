@@ -9,6 +9,7 @@
 #include <system_error>
 #include <unordered_map>
 
+#include "exif/exif_document.h"
 #include "exif/jpeg_file.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
@@ -171,6 +172,7 @@ int RenameRun(const RenameSettings& settings, bool dryRun, const Progress* progr
     const bool overwrite = decision == kRenameOverwrite;
     const bool done = settings.type == kRenameInPlace ? ApplyInPlace(entry, overwrite) : ApplyCopy(entry, overwrite);
     if (!done) {
+      ErrorPushSystem(ErrFileIo, errno, entry.output);  // the system's reason beside the message
       const char* text = MessageFormat(kMessageFailed, Cp932FromUtf8(entry.input).c_str(), Cp932FromUtf8(entry.output).c_str());
       return finish(Refuse(result, kMessageFailed, text));
     }
