@@ -14,6 +14,7 @@
 #include "exif/tag_catalogue.h"
 #include "exif/value_format.h"
 #include "frame/cp932.h"
+#include "makernote/makernote_text.h"
 #include "makernote/olympus.h"
 
 namespace {
@@ -54,10 +55,7 @@ constexpr std::array<TagDefinition, 19> kSettingsRows{{
 
 constexpr TagDefinition kEmptyRows[] = {{0, 0, 0, nullptr, nullptr}};
 
-struct NumberText {
-  int32_t value;
-  const char* text;
-};
+using NumberText = MakerNoteNumberText;
 
 // The coded tags of table 259 whose first value names a text.
 struct CodeRule {
@@ -94,37 +92,13 @@ constexpr CodeRule kCodeRules[] = {
 constexpr NumberText kMetering[] = {{5, "ESP"}, {3, "スポット"}, {2, "中央重点"}};
 constexpr NumberText kFinish[] = {{0, ""}, {1, "VIVID"}, {2, "NATURAL"}, {3, "FLAT"}};
 
-const char* Lookup(std::span<const NumberText> rows, int32_t value) {
-  for (const NumberText& row : rows)
-    if (row.value == value) return row.text;
-  return nullptr;
-}
-
 const char* Unknown() { return Cp932Text("不明"); }
 
-// Copies a composed CP932 text into the caller's room, cut at a character boundary.
-int Emit(const std::string& composed, char* text, uint32_t room) {
-  size_t length = 0;
-  while (length < composed.size()) {
-    const size_t width = Cp932IsLeadByte(uint8_t(composed[length])) ? 2 : 1;
-    if (length + width + 1 > room) break;
-    length += width;
-  }
-  std::memcpy(text, composed.data(), length);
-  text[length] = '\0';
-  return int(length);
-}
-
-std::string Printed(const char* format, double value) {
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, format, value);
-  return buffer;
-}
-
-std::string Printed(const char* format, int value) {
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, format, value);
-  return buffer;
+template <class Value>
+std::string Printed(const char* format, Value value) {
+  std::string out;
+  MakerNoteAppend(&out, format, value);
+  return out;
 }
 
 // The aperture a lens tag stores: 1.414 to the power of the value over 256.
@@ -147,9 +121,9 @@ std::string FlashText(uint16_t bits) {
 
 // Tag 514: the pattern of the low 4 bits and the two linked modes.
 std::string MeteringText(uint16_t value) {
-  const char* pattern = Lookup(kMetering, value & 15);
+  const char* pattern = MakerNoteLookup(kMetering, value & 15);
   if (pattern == nullptr) return Unknown();
-  std::string text = Cp932Text(pattern);
+  std::string text = pattern;
   if (value & 0x100) text += Cp932Text("(AF連動ON)");
   if (value & 0x400) text += Cp932Text("(ｼｬﾄﾞｳ)");
   return text;
@@ -157,7 +131,7 @@ std::string MeteringText(uint16_t value) {
 
 // Tag 1312: the finish of the low byte, then monochrome and sepia.
 std::string FinishText(uint16_t value) {
-  const char* finish = Lookup(kFinish, value & 0xFF);
+  const char* finish = MakerNoteLookup(kFinish, value & 0xFF);
   if (finish == nullptr) return Unknown();
   std::string text = finish;
   for (const auto& [bit, name] : {std::pair{0x100, "モノクロ"}, std::pair{0x200, "セピア"}}) {
@@ -192,9 +166,9 @@ std::string SettingsText(const TagEntry& entry, bool* known) {
   }
   for (const CodeRule& rule : kCodeRules) {
     if (rule.tag != entry.tag) continue;
-    const char* name = Lookup(rule.rows, first);
+    const char* name = MakerNoteLookup(rule.rows, first);
     if (name == nullptr) return Unknown();
-    std::string text = Cp932Text(name);
+    std::string text = name;
     if (rule.frameNumber && entry.count > 1 && entry.U16(1) != 0)
       text += Printed(Cp932Text("(%dコマ目)"), int(entry.U16(1)));
     return text;
@@ -244,22 +218,23 @@ int OlympusFormatValue(const TagEntry* entry, uint32_t table, char* text, uint32
   if (!text || room == 0) return 0;
   text[0] = '\0';
   if (!entry || entry->value.size() < 4 || table == 264) return 0;
-  if (entry->type == kOlympusTypeFloat || entry->type == kOlympusTypeIfd) return Emit(OwnTypeText(*entry), text, room);
+  if (entry->type == kOlympusTypeFloat || entry->type == kOlympusTypeIfd)
+    return MakerNoteEmit(OwnTypeText(*entry), text, room);
   if (table == 257 && entry->tag == 521) {
     // The camera's name, whatever type holds it; a name that does not fit takes the general text.
     const char* name = reinterpret_cast<const char*>(entry->Data());
     const size_t length = strnlen(name, std::min(entry->count, entry->ValueSize()));
-    if (length < room) return Emit(std::string(name, length), text, room);
+    if (length < room) return MakerNoteEmit(std::string(name, length), text, room);
   }
   const bool word = entry->type == TypeShort || entry->type == TypeSShort;
   if (table == 258 && word && (entry->tag == 517 || entry->tag == 518))
-    return Emit(Printed("%.1f", Aperture(entry->U16(0))), text, room);
+    return MakerNoteEmit(Printed("%.1f", Aperture(entry->U16(0))), text, room);
   if (table == 258 && word && (entry->tag == 519 || entry->tag == 520))
-    return Emit(Printed("%dmm", int(entry->U16(0))), text, room);
+    return MakerNoteEmit(Printed("%dmm", int(entry->U16(0))), text, room);
   if (table == 259 && word) {
     bool known = false;
     const std::string composed = SettingsText(*entry, &known);
-    if (known) return Emit(composed, text, room);
+    if (known) return MakerNoteEmit(composed, text, room);
   }
   return ExifFormatValue(entry, text, room, 0);
 }
@@ -282,6 +257,6 @@ int OlympusLensText(MakerNoteContext* context, char* text, uint32_t room) {
                     ? Printed("F%.1f ", Aperture(wideAperture->U16(0)))
                     : Printed("F%.1f-", Aperture(wideAperture->U16(0))) + Printed("%.1f ", Aperture(teleAperture->U16(0)));
   if (composed.empty()) return 0;
-  Emit(composed, text, room);
+  MakerNoteEmit(composed, text, room);
   return 1;
 }
