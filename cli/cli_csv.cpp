@@ -173,6 +173,13 @@ PromptAnswer CsvAsk(void* user, const PromptQuestion& question) {
   }
 }
 
+// The system's reason for a run that failed on a file, below the message the run showed.
+void PrintSystemReason() {
+  const ErrorDetail error = ErrorPopDetail();
+  if (error.systemError != 0)
+    std::fprintf(stderr, "%s: error %u: %s\n", error.path.c_str(), error.code, std::strerror(error.systemError));
+}
+
 int RunExport(const CsvExportCliOptions& options) {
   TagSelection selection;
   std::string bad;
@@ -193,9 +200,10 @@ int RunExport(const CsvExportCliOptions& options) {
   exportOptions.encoding = options.utf8 ? CsvUtf8 : CsvCp932;
   CsvExportSummary summary;
   std::signal(SIGINT, StopOnInterrupt);
+  ErrorClear();
   const int done = CsvExportRun(files, selection, options.output, exportOptions, &progress, &prompt, &g_runFlag, &summary);
   std::signal(SIGINT, SIG_DFL);
-  if (!done) return CliFailure;
+  if (!done) return PrintSystemReason(), CliFailure;
   std::printf("%s: %u rows, %zu columns%s\n", options.output.c_str(), summary.rows, selection.size() + 1,
               summary.aborted ? " (stopped)" : "");
   return CliSuccess;
@@ -236,10 +244,12 @@ int RunImport(CsvImportCliOptions& options) {
   Prompt prompt{CsvAsk, &options};
   CsvImportReport report;
   std::signal(SIGINT, StopOnInterrupt);
+  ErrorClear();
   const int result = CsvImportRun(options.input, stored, importOptions, &progress, &prompt, &g_runFlag, &report);
   std::signal(SIGINT, SIG_DFL);
   PrintChanges(report, options.dryRun);
   if (result == CsvImportDone) return CliSuccess;
+  PrintSystemReason();
   if (report.rowsChecked == 0 && report.files.empty()) std::fprintf(stderr, "%s: nothing was written\n", options.input.c_str());
   return CliFailure;
 }
