@@ -173,12 +173,11 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
     std::fprintf(stderr, "%s: error %u: %s: not saved: %s\n", destination.c_str(), ErrorPop(),
                  CliMessage(kMessageSaveFailed).c_str(), ExifSaveRefusal().c_str());
   } else if (result == SaveFailed) {
-    // The save's own reason first; where it kept none, the system's refusal of the place.
+    // The system's refusal of the place names what refused (a missing folder rather than the
+    // file in it); where nothing stands in the way, the save's own reason.
     ErrorDetail error = ErrorPopDetail();
-    if (error.systemError == 0) {
-      const ErrorDetail obstacle = CliWriteObstacle(destination);
-      if (obstacle.code != 0) error = {error.code ? error.code : obstacle.code, obstacle.systemError, obstacle.path, 0, {}};
-    }
+    const ErrorDetail obstacle = CliWriteObstacle(destination);
+    if (obstacle.code != 0) error = {error.code ? error.code : obstacle.code, obstacle.systemError, obstacle.path, 0, {}};
     CliReportError(destination, error, kMessageSaveFailed);
   } else if (result == SaveCancelled && options.makerNote == "keep") {
     std::fprintf(stderr, "%s: not saved: the MakerNote cannot stay at its place and keep was asked\n",
