@@ -19,6 +19,7 @@
 #include "app/app_init.h"
 #include "frame/file_list.h"
 #include "frame/settings.h"
+#include "frame/version.h"
 #include "kit/tool_window.h"
 #include "shooting/engine_install.h"
 #include "views/embed_window.h"
@@ -65,7 +66,7 @@ int MeasureList(const char* jpeg) {
 
 int MeasureEmbed(const char* roll, const char* folder) {
   EngineInstall();
-  SettingsPutString("FLAG", "MSGOK1", "0.9.0b");
+  SettingsPutString("FLAG", "MSGOK1", kTavexonVersion);
   EmbedWindow window;
   window.findChild<QComboBox*>("maker")->setEditText("Nikon");
   window.findChild<QComboBox*>("camera")->setEditText("F6");
@@ -126,7 +127,7 @@ bool WaitPainted(PicturePaints& paints, const std::string& file) {
 
 int MeasureViewer(const char* folder, bool hold) {
   EngineInstall();
-  SettingsPutString("FLAG", "MSGOK5", "0.9.0b");
+  SettingsPutString("FLAG", "MSGOK5", kTavexonVersion);
   const std::vector<std::string> files = FolderFiles(folder);
   if (files.size() < 2) return 1;
   ViewerWindow window(files[0]);

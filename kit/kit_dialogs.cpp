@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "frame/version.h"
 #include "kit/kit_text.h"
 
 int NoticeDialog(QWidget* owner, const QString& text) {
@@ -93,7 +94,7 @@ void ShowAbout(QWidget* owner) {
   dialog.setWindowTitle(KitMessage(1000));
   dialog.setFont(KitFont());
   auto* layout = new QVBoxLayout(&dialog);  // owned by the dialog, as the controls below
-  auto* version = new QLabel("Tavexon Version 0.9.0b", &dialog);
+  auto* version = new QLabel(kTavexonVersionLine, &dialog);
   version->setObjectName("1020");
   auto* line = new QLabel(QString::fromUtf8("JPEG写真のExifワークベンチ"), &dialog);
   line->setObjectName("1021");

@@ -14,6 +14,7 @@
 #include "exif/tag_parse.h"
 #include "frame/message_table.h"
 #include "frame/settings.h"
+#include "frame/version.h"
 #include "kit/kit_dialogs.h"
 #include "kit/kit_prompt.h"
 #include "kit/kit_text.h"
@@ -21,7 +22,6 @@
 
 namespace {
 
-constexpr char kVersion[] = "0.9.0b";
 constexpr uint32_t kNikonFamily = 65536;
 
 // The hint after message 7 for a value that does not parse, by type.
@@ -214,8 +214,8 @@ class TagEditForm : public QDialog {
 
 // The notice of message 2, once per version.
 void TagEditNotice(QWidget* owner) {
-  if (SettingsGetText("FLAG", "MSGOK3", "") == kVersion) return;
-  if (NoticeDialog(owner, KitMessage(2))) SettingsPutString("FLAG", "MSGOK3", kVersion);
+  if (SettingsGetText("FLAG", "MSGOK3", "") == kTavexonVersion) return;
+  if (NoticeDialog(owner, KitMessage(2))) SettingsPutString("FLAG", "MSGOK3", kTavexonVersion);
 }
 
 }  // namespace
