@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "frame/message_table.h"
 #include "frame/version.h"
 #include "kit/kit_text.h"
 
@@ -91,7 +92,7 @@ void ShowHelp() {
 void ShowAbout(QWidget* owner) {
   QDialog dialog(owner);
   dialog.setObjectName("Version");
-  dialog.setWindowTitle(KitMessage(1000));
+  dialog.setWindowTitle(KitMessage(MsgTitleProduct));
   dialog.setFont(KitFont());
   auto* layout = new QVBoxLayout(&dialog);  // owned by the dialog, as the controls below
   auto* version = new QLabel(kTavexonVersionLine, &dialog);
