@@ -22,7 +22,6 @@
 
 namespace {
 
-constexpr uint32_t kNikonFamily = 65536;
 
 // The hint after message 7 for a value that does not parse, by type.
 struct TypeHint {
@@ -132,7 +131,7 @@ class TagEditForm : public QDialog {
     for (const IfdName& row : IfdDisplayNameTable())
       if (row.kind < 257) table_->addItem(KitText(IfdDisplayName(uint32_t(row.kind))), row.kind);
     const uint32_t family = ExifMakerNoteFamily(document_);
-    if (!(entry_ || family == kNikonFamily)) return;
+    if (!(entry_ || family == FamilyNikon)) return;
     for (const MakerNoteTableName& name : ExifMakerNoteTables(document_))
       table_->addItem(KitText(name.name), qlonglong(family | name.table));
     if (entry_) table_->setCurrentIndex(table_->findData(qlonglong(entryKind)));
