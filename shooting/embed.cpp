@@ -51,7 +51,7 @@ int PutInNote(ExifDocument* document, uint16_t tag, uint16_t type, uint32_t coun
     ErrorPush(ErrMakerNoteUnknown);
     return 0;
   }
-  return context->PutTag(kNikonMainTableKind & 0xFFFFu, tag, type, count, value);
+  return context->PutTag(NikonMainTable, tag, type, count, value);
 }
 
 // The Nikon note of the frame. A note of any other maker, or a Nikon note that cannot be read,
@@ -70,7 +70,7 @@ int QueueMakerNote(ExifDocument* document, const CameraDataFile* dataFile, uint3
         !ExifQueueEdit(document, PendingDelete, IfdExif, TagMakerNote, 0, 0, nullptr))
       return 0;
     if (!ExifCreateMakerNote(document)) return 0;
-    if (!ExifQueueEdit(document, PendingSet, kNikonMainTableKind, NikonTagVersion, TypeUndefined,
+    if (!ExifQueueEdit(document, PendingSet, kNikonMainKind, NikonTagVersion, TypeUndefined,
                        sizeof kNikonNoteVersion, kNikonNoteVersion))
       return 0;
     // The save builds the open note before it applies the queued edits, and a note without a
@@ -80,7 +80,7 @@ int QueueMakerNote(ExifDocument* document, const CameraDataFile* dataFile, uint3
     for (const TagEntry& entry : entries)
       if (!PutInNote(document, entry.tag, entry.type, entry.count, entry.Data())) return 0;
   }
-  return ShootingQueueList(document, kNikonMainTableKind, entries);
+  return ShootingQueueList(document, kNikonMainKind, entries);
 }
 
 // The mapping's options from the flags; with neither time bit "TIMEPADDING" decides.

@@ -211,5 +211,5 @@ int ShootingRecordToMakerNote(const CameraDataFile* file, uint32_t frame, ExifDo
   }
   TagList list;
   if (!ShootingRecordToMakerNote(file, frame, &list)) return 0;
-  return ShootingQueueList(document, kNikonMainTableKind, list);
+  return ShootingQueueList(document, kNikonMainKind, list);
 }
