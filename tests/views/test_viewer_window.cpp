@@ -27,11 +27,6 @@ namespace fs = std::filesystem;
 
 const fs::path kSamples = TAVEXON_SAMPLES;
 
-void FreshSettings(const testsupport::ScratchDir& scratch) {
-  SettingsSetFilePath((scratch / "tvx1App.ini").string());
-  SettingsPutString("FLAG", "MSGOK4", "0.9.0b");  // the one-frame embed's notice seen
-}
-
 fs::path Corpus(const std::string& file) { return testsupport::SharedSub("corpus") / file; }
 
 // Waits until the active slot shows what was asked for last.
@@ -93,7 +88,7 @@ QAction* Command(ViewerWindow& window, int id) { return window.findChild<QAction
 TEST(ViewerWindow, EachKindOfFileLeavesItsStateAndMessage) {
   TAVEXON_REQUIRE_SHARED("corpus");
   testsupport::ScratchDir scratch;
-  FreshSettings(scratch);
+  qttest::FreshSettings(scratch.path(), {"MSGOK4"});  // the one-frame embed's notice seen
   ToolWindowRegister(kToolEmbed, EmbedWindowCreate);  // the tools the menu opens
   ToolWindowRegister(kToolExifList, ExifListWindowCreate);
   ViewerWindow window("");
@@ -173,7 +168,7 @@ TEST(ViewerWindow, EachKindOfFileLeavesItsStateAndMessage) {
 TEST(ViewerWindow, NefPreviewAndItsNoticeOncePerVersion) {
   TAVEXON_REQUIRE_SHARED("corpus");
   testsupport::ScratchDir scratch;
-  FreshSettings(scratch);
+  qttest::FreshSettings(scratch.path(), {"MSGOK4"});
   const fs::path nef = NefWithPreview(scratch);
   ViewerWindow window("");
   int notices = 0;
@@ -187,7 +182,7 @@ TEST(ViewerWindow, NefPreviewAndItsNoticeOncePerVersion) {
     Open(window, nef);
     qttest::DropQueuedActions();
     EXPECT_EQ(window.Slot(0).fileClass, 2u);
-        EXPECT_FALSE(window.CommandsEnabled());
+    EXPECT_FALSE(window.CommandsEnabled());
     EXPECT_EQ(window.Slot(0).picture.width, 227u);
     EXPECT_EQ(window.Slot(0).picture.height, 149u);
     EXPECT_EQ(InfoText(window, 0), ExifListText(nef));
@@ -198,7 +193,7 @@ TEST(ViewerWindow, NefPreviewAndItsNoticeOncePerVersion) {
 
 TEST(ViewerWindow, FolderWalkSecondSlotAndHeldKey) {
   testsupport::ScratchDir scratch;
-  FreshSettings(scratch);
+  qttest::FreshSettings(scratch.path(), {"MSGOK4"});
   // Names in mixed case: the walk goes by name without regard to case.
   const fs::path folder = scratch / "roll";
   fs::create_directories(folder);
@@ -254,7 +249,7 @@ TEST(ViewerWindow, FolderWalkSecondSlotAndHeldKey) {
 TEST(ViewerWindow, PictureIsTheDecodeScaledToTheScreen) {
   TAVEXON_REQUIRE_SHARED("corpus");
   testsupport::ScratchDir scratch;
-  FreshSettings(scratch);
+  qttest::FreshSettings(scratch.path(), {"MSGOK4"});
   const QSize screen = QGuiApplication::primaryScreen()->size();
   SettingsPutUInt("OPTION", "DEBUGTIME", 1);  // the status bar carries the load's timings
   ViewerWindow window("");
