@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QLineEdit>
 #include <QTest>
 #include <QTimer>
@@ -92,12 +93,16 @@ class PicturePaints : public QObject {
   std::string awaited;
   int shown = 0;  // paints of a loaded picture (any file)
   bool done = false;
+  QEventLoop* waiting = nullptr;  // left when the awaited file is painted
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override {
     if (event->type() == QEvent::Paint && window_->Slot(0).HasPicture()) {
       ++shown;
-      if (window_->Slot(0).shownPath == awaited) done = true;
+      if (window_->Slot(0).shownPath == awaited && !done) {
+        done = true;
+        if (waiting) waiting->quit();
+      }
     }
     return QObject::eventFilter(watched, event);
   }
@@ -117,9 +122,13 @@ std::vector<std::string> FolderFiles(const char* folder) {
 bool WaitPainted(PicturePaints& paints, const std::string& file) {
   paints.awaited = file;
   paints.done = false;
-  QElapsedTimer limit;
-  limit.start();
-  while (!paints.done && limit.elapsed() < 60000) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+  // The wait sleeps in the event loop as the program does; a loop of processEvents calls would
+  // spin on one of the cores the load needs.
+  QEventLoop loop;
+  QTimer::singleShot(60000, &loop, &QEventLoop::quit);
+  paints.waiting = &loop;
+  loop.exec();
+  paints.waiting = nullptr;
   if (!paints.done) std::fprintf(stderr, "%s was not painted within a minute\n", file.c_str());
   return paints.done;
 }
