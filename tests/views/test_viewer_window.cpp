@@ -212,6 +212,10 @@ TEST(ViewerWindow, FolderWalkSecondSlotAndHeldKey) {
   // real X server the window is not active until asked).
   window.activateWindow();
   (void)QTest::qWaitForWindowActive(&window);  // offscreen windows are active at once
+  // A folder is for the thumbnail viewer, which this build lacks: the status bar says so.
+  window.OpenFile(folder.string());
+  EXPECT_TRUE(window.StatusPart(0).endsWith(KitPathText(folder.string()))) << window.StatusPart(0).toStdString();
+  EXPECT_FALSE(window.Slot(0).HasPicture());
   Open(window, folder / "B.jpg");
   const struct {
     int key;
@@ -295,4 +299,31 @@ TEST(ViewerWindow, PictureIsTheDecodeScaledToTheScreen) {
     }
   EXPECT_GT(covered, 0);
   EXPECT_EQ(differ, 0);
+}
+
+TEST(ViewerWindow, DrawnPartsEqualTheWholePictureDrawn) {
+  // A noisy 517 x 389 picture shown on a 200 x 150 screen: each part of it drawn on its own
+  // (reduced, turned, sharpened) is the same part of the whole picture drawn.
+  std::vector<uint8_t> raster(RasterRowBytes(517) * size_t(389));
+  uint32_t seed = 7;
+  for (uint8_t& byte : raster) byte = uint8_t((seed = seed * 1103515245u + 12345u) >> 16);
+  RasterImage image;
+  image.pixels = raster.data();
+  image.width = 517;
+  image.height = 389;
+  auto row = [](const RasterPixels& p, uint32_t y) { return &p.pixels[(p.height - 1 - y) * RasterRowBytes(p.width)]; };
+  for (const int rotation : {0, 1, 3})
+    for (const int sharp : {0, 3}) {
+      ViewerPicture picture;
+      ASSERT_EQ(ViewerPictureMake(nullptr, image, rotation, sharp, 200, 150, picture), 1);
+      RasterPixels whole, part;
+      ASSERT_EQ(ViewerDrawPart(picture, {0, 0, picture.shownWidth, picture.shownHeight}, whole), 1);
+      for (const RasterRect rect : {ViewerVisiblePart(picture.shownWidth, picture.shownHeight, 60, 40),
+                                    RasterRect{0, 0, 5, 3}, RasterRect{picture.shownWidth - 4, picture.shownHeight - 7, 4, 7}}) {
+        ASSERT_EQ(ViewerDrawPart(picture, rect, part), 1);
+        for (uint32_t y = 0; y < rect.height; ++y)
+          EXPECT_TRUE(std::equal(row(part, y), row(part, y) + 3 * rect.width, row(whole, rect.top + y) + 3 * rect.left))
+              << "rotation " << rotation << ", sharpening " << sharp << ", row " << y << " of the part at " << rect.left;
+      }
+    }
 }
