@@ -4,6 +4,7 @@
 
 #include "codec/thumbnail.h"
 #include "frame/app_start.h"
+#include "frame/message_table.h"
 #include "frame/settings.h"
 #include "kit/kit_picture.h"
 #include "kit/kit_prompt.h"
@@ -23,7 +24,8 @@ constexpr char kLicenceKey[] = "LICENSE";
 
 bool AppLicenceAccepted() {
   if (SettingsGetInt(kLicenceSection, kLicenceKey, 0) == 1) return true;
-  if (KitMessageBox(nullptr, 132, 1000, PromptButtonsYesNo, PromptIconQuestion) != PromptAnswerYes) return false;
+  if (KitMessageBox(nullptr, MsgLicence, MsgTitleProduct, PromptButtonsYesNo, PromptIconQuestion) != PromptAnswerYes)
+    return false;
   SettingsPutUInt(kLicenceSection, kLicenceKey, 1);
   return true;
 }

@@ -10,6 +10,7 @@
 
 #include "app/app_init.h"
 #include "frame/settings.h"
+#include "frame/version.h"
 #include "kit/tool_window.h"
 #include "views/exif_list_window.h"
 #include "views/viewer_window.h"
@@ -33,9 +34,9 @@ int main(int argc, char** argv) {
   const QString out = QString::fromLocal8Bit(argv[1]);
   QDir().mkpath(out);
   SettingsPutUInt("FLAG", "LICENSE", 1);
-  SettingsPutString("FLAG", "MSGOK1", "0.9.0b");
-  SettingsPutString("FLAG", "MSGOK3", "0.9.0b");
-  SettingsPutString("FLAG", "MSGOK5", "0.9.0b");
+  SettingsPutString("FLAG", "MSGOK1", kTavexonVersion);
+  SettingsPutString("FLAG", "MSGOK3", kTavexonVersion);
+  SettingsPutString("FLAG", "MSGOK5", kTavexonVersion);
   SettingsPutUInt("OPTION", "FIRSTVIEW", 1);
   if (!AppInit(std::string("\"") + argv[2] + "\"")) return 1;
   OpenToolWindow(kToolEmbed, "");

@@ -5,6 +5,7 @@
 
 #include "cli/cli_output.h"
 #include "frame/cp932.h"
+#include "frame/message_table.h"
 #include "frame/path.h"
 
 namespace {
@@ -58,7 +59,7 @@ int CliBatchCollect(const std::vector<std::string>& arguments, bool subfolders, 
       entry.path = argument;
       list->entries->push_back(entry);
     } else {
-      CliReportFailure(argument, 0, 64);
+      CliReportFailure(argument, 0, MsgFolderMissing);
       return 0;
     }
   }

@@ -78,7 +78,7 @@ int RunDate(const DateOptions& options) {
   DateUpdateSettings settings;
   if (options.set.empty() == options.shift.empty() || (!options.set.empty() && !ParseSet(options.set, &settings)) ||
       (!options.shift.empty() && !ParseShift(options.shift, &settings)) || !ParseTags(options.tags, &settings.alsoTags)) {
-    CliReportFailure("date", 0, 96);
+    CliReportFailure("date", 0, MsgChooseDateOption);
     std::fprintf(stderr, "date: give --set \"YYYY:MM:DD[ HH:MM:SS]\" or --shift [+|-]D:HH:MM:SS\n");
     return CliUsage;
   }
@@ -98,7 +98,7 @@ int RunDate(const DateOptions& options) {
     else std::fprintf(stderr, "%s: %s\n", r.path.c_str(), kWords[r.outcome]);
   });
   if (!ran) return CliFailure;
-  std::fprintf(stderr, "%s %d/%d\n", CliMessage(51).c_str(), result.updated, int(FileListFileCount(files)));
+  std::fprintf(stderr, "%s %d/%d\n", CliMessage(MsgDone).c_str(), result.updated, int(FileListFileCount(files)));
   if (result.aborted) return CliFailure;
   return result.failed > 0 ? CliFailure : CliSuccess;
 }
@@ -114,7 +114,7 @@ int RunRestore(const DateOptions& options) {
     if (r.outcome == kDateUpdated) std::printf("%s: %s%s\n", r.path.c_str(), r.newText.c_str(), options.dryRun ? " (dry run)" : "");
     else std::fprintf(stderr, "%s: no DateTimeOriginal, or the time cannot be set\n", r.path.c_str());
   });
-  if (result.aborted) CliReportFailure("restore-dates", 0, 69);
+  if (result.aborted) CliReportFailure("restore-dates", 0, MsgDatesStopped);
   if (result.message != 0) std::fprintf(stderr, "%s\n", Utf8FromCp932(MessageFormat(result.message, result.failed)).c_str());
   return result.aborted || result.failed > 0 ? CliFailure : CliSuccess;
 }

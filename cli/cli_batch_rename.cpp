@@ -11,6 +11,7 @@
 #include "exif/exif_document.h"
 #include "exif/tag_catalogue.h"
 #include "frame/cp932.h"
+#include "frame/message_table.h"
 #include "tools/classify.h"
 #include "tools/rename.h"
 
@@ -110,7 +111,7 @@ int RunRename(const RenameOptions& options) {
       std::printf("%s -> %s%s\n", entries[i].input.c_str(), entries[i].output.c_str(), kWords[decisions[i]]);
     return CliSuccess;
   }
-  std::fprintf(stderr, "%s %d renamed, %d skipped\n", CliMessage(51).c_str(), result.renamed, result.skipped);
+  std::fprintf(stderr, "%s %d renamed, %d skipped\n", CliMessage(MsgDone).c_str(), result.renamed, result.skipped);
   return done && !result.aborted ? CliSuccess : CliFailure;
 }
 

@@ -9,6 +9,7 @@
 #include "cli/cli_output.h"
 #include "cli/commands.h"
 #include "frame/error_stack.h"
+#include "frame/message_table.h"
 #include "makernote/makernote_save.h"
 #include "tools/exif_backup.h"
 #include "tools/segment_delete.h"
@@ -47,7 +48,7 @@ int RunStrip(const SegmentOptions& options) {
   if (!options.apps.empty()) {
     settings.type = 1;
     if (!ParseApps(options.apps, &settings.mask)) {
-      CliReportFailure("strip", 0, 78);
+      CliReportFailure("strip", 0, MsgNothingSelected);
       return CliUsage;
     }
   }
@@ -72,7 +73,7 @@ int RunStrip(const SegmentOptions& options) {
     uint32_t message = 0;
     const int done = settings.type == 0 ? SegmentDeleteExif(file, file, &message) : SegmentDeleteApp(file, file, settings.mask);
     if (!done) {
-      CliReportError(file, ErrorPopDetail(), settings.type == 0 ? message : 116);
+      CliReportError(file, ErrorPopDetail(), settings.type == 0 ? message : uint32_t(MsgSegmentDeleteFailed));
       ++failures;
     }
   }
@@ -90,15 +91,15 @@ int RunBackup(const SegmentOptions& options) {
   const std::string& file = options.files.front();
   if (!options.text.empty()) {
     std::string text;
-    if (!ExfDumpText(file, &text)) return CliReportFailure(file, 0, 31), CliFailure;
+    if (!ExfDumpText(file, &text)) return CliReportFailure(file, 0, MsgNoExif), CliFailure;
     if (options.dryRun) return std::printf("%s: %zu bytes of text would go to %s\n", file.c_str(), text.size(), options.text.c_str()), CliSuccess;
-    if (!WriteText(options.text, text)) return CliReportFailure(options.text, 0, 34), CliFailure;
+    if (!WriteText(options.text, text)) return CliReportFailure(options.text, 0, MsgExportFailed), CliFailure;
     return CliSuccess;
   }
   const std::string out = options.out.empty() ? ExfDefaultName(file) : ExfFixName(options.out);
   if (options.dryRun) {
     std::vector<uint8_t> payload;
-    if (!ExfExtractPayload(file, &payload)) return CliReportFailure(file, 0, 31), CliFailure;
+    if (!ExfExtractPayload(file, &payload)) return CliReportFailure(file, 0, MsgNoExif), CliFailure;
     std::printf("%s: %zu bytes would go to %s\n", file.c_str(), payload.size() + kExfHeaderSize, out.c_str());
     return CliSuccess;
   }

@@ -14,6 +14,7 @@
 #include "exif/tag_catalogue.h"
 #include "frame/cp932.h"
 #include "frame/file_list.h"
+#include "frame/message_table.h"
 #include "frame/path.h"
 #include "frame/prompt.h"
 #include "makernote/nikon.h"
@@ -143,7 +144,7 @@ bool CollectInputs(const CsvExportCliOptions& options, FileList* list) {
       entry.path = input;
       list->entries->push_back(entry);
     } else {
-      std::fprintf(stderr, "%s: %s\n", input.c_str(), CliMessage(66).c_str());
+      std::fprintf(stderr, "%s: %s\n", input.c_str(), CliMessage(MsgFileMissing).c_str());
       return false;
     }
   }
@@ -159,12 +160,12 @@ bool ShowProgress(void* user, const std::string& path, std::size_t index, std::s
 // from its options.
 PromptAnswer CsvAsk(void* user, const PromptQuestion& question) {
   const CsvImportCliOptions* options = static_cast<const CsvImportCliOptions*>(user);
-  if (question.messageId != 51) std::fprintf(stderr, "%s\n", Utf8FromCp932(question.text).c_str());
+  if (question.messageId != MsgDone) std::fprintf(stderr, "%s\n", Utf8FromCp932(question.text).c_str());
   if (question.buttons == PromptButtonsOk || !options) return PromptSafeAnswer(question.buttons);
   switch (question.messageId) {
-    case 58:  // the file exists in the destination folder
+    case MsgOverwrite:  // the file exists in the destination folder
       return options->overwrite ? PromptAnswerYes : PromptAnswerNo;
-    case 106:  // a row failed: stop unless told to go on
+    case MsgCsvRowFailed:  // a row failed: stop unless told to go on
       return options->keepGoing ? PromptAnswerNo : PromptAnswerYes;
     default:  // the MakerNote questions, as `set` answers them
       if (options->makerNote == "cancel" || options->makerNote.empty()) return PromptSafeAnswer(question.buttons);
@@ -221,11 +222,12 @@ void PrintChanges(const CsvImportReport& report, bool dryRun) {
 
 int RunImport(CsvImportCliOptions& options) {
   if (options.destination.empty() && !options.overwrite && !options.dryRun) {
-    std::fprintf(stderr, "%s (--dest DIR, or --overwrite to write each file in place)\n", CliMessage(112).c_str());
+    std::fprintf(stderr, "%s (--dest DIR, or --overwrite to write each file in place)\n",
+                 CliMessage(MsgNoJpegDestination).c_str());
     return CliUsage;
   }
   if (!options.destination.empty() && !PathIsFolder(options.destination)) {
-    std::fprintf(stderr, "%s: %s\n", options.destination.c_str(), CliMessage(64).c_str());
+    std::fprintf(stderr, "%s: %s\n", options.destination.c_str(), CliMessage(MsgFolderMissing).c_str());
     return CliFailure;
   }
   TagSelection stored;

@@ -10,6 +10,7 @@
 #include "cli/cli_output.h"
 #include "cli/commands.h"
 #include "codec/jpeg_decoder.h"
+#include "frame/message_table.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ constexpr const char* kPathNames[] = {"single", "pipeline", "segments"};
 
 // A refused or broken file: the decoder's status and message 71.
 int DecodeRefused(const std::string& path) {
-  std::string message = CliMessage(71);
+  std::string message = CliMessage(MsgUnsupportedFile);
   while (!message.empty() && message.front() == '\n') message.erase(message.begin());
   std::fprintf(stderr, "%s: error -1: %s\n", path.c_str(), message.c_str());
   return CliFailure;

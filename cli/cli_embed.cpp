@@ -130,7 +130,7 @@ int RunDryRun(const EmbedOptions& options, uint32_t dataType) {
   std::unique_ptr<FileList> list = FileListCreate();
   const int files = EmbedListJpegs(EmbedJpegPattern(options.jpegs), *list);
   if (files <= 0) {
-    CliReportFailure(options.jpegs, 0, 74);
+    CliReportFailure(options.jpegs, 0, MsgNoJpegs);
     return CliFailure;
   }
   const uint32_t frames = CameraDataFileFrameCount(data.get());
@@ -154,7 +154,7 @@ int RunDryRun(const EmbedOptions& options, uint32_t dataType) {
   std::printf("frames: %u, files: %d\n", frames, files);
   PrintBlankSecondsHint(blankSeconds);
   if (frames == uint32_t(files)) return CliSuccess;
-  std::fprintf(stderr, "%s", Utf8FromCp932(MessageFormat(75, int(frames), files)).c_str());
+  std::fprintf(stderr, "%s", Utf8FromCp932(MessageFormat(MsgCountMismatch, int(frames), files)).c_str());
   return CliFailure;
 }
 
@@ -192,7 +192,7 @@ int RunEmbed(const EmbedOptions& options) {
     std::fprintf(stderr, "note: %u files kept their own %s; the film name was not written there\n", kept,
                  request.filmIn == EmbedFilmInComment ? "UserComment" : "ImageDescription");
   if (result.ok == 1) return CliSuccess;
-  if (!result.failingPath.empty()) CliReportFailure(result.failingPath, result.code, 5);
+  if (!result.failingPath.empty()) CliReportFailure(result.failingPath, result.code, MsgExifError);
   std::printf("written: %u of %zu\n", written, report.reached.size());
   return CliFailure;
 }

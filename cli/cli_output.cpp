@@ -13,16 +13,6 @@
 
 namespace {
 
-enum : uint32_t {
-  kMessageNoExifFound = 31,
-  kMessageUnsupported = 32,
-  kMessageReadError = 36,
-  kMessageMakerNoteParse = 38,
-  kMessageCannotOpen = 46,
-  kMessageParseFailed = 85,
-  kMessageThumbnailMissing = 110,
-};
-
 }  // namespace
 
 std::string CliMessage(uint32_t id, const std::string& path) {
@@ -50,16 +40,17 @@ void CliReportError(const std::string& path, const ErrorDetail& error, uint32_t 
 }
 
 uint32_t CliReadMessage(uint32_t status, const ErrorDetail& error) {
-  if (error.code == ErrFileOpen && error.systemError != 0) return kMessageCannotOpen;
-  if (error.code == ErrFileIo && error.systemError != 0) return kMessageReadError;
-  if (status & StatusNoExif) return kMessageNoExifFound;
-  if (status & StatusUnusable) return kMessageUnsupported;
+  if (error.code == ErrFileOpen && error.systemError != 0) return MsgFileUnreadable;
+  if (error.code == ErrFileIo && error.systemError != 0) return MsgReadError;
+  if (status & StatusNoExif) return MsgNoExif;
+  if (status & StatusUnusable) return MsgUnsupported;
   if (status & StatusParseFailed) {
-    if (error.code >= ErrIfdPrimary && error.code <= ErrIfdInterop) return 86 + (error.code - ErrIfdPrimary);
-    return kMessageParseFailed;
+    if (error.code >= ErrIfdPrimary && error.code <= ErrIfdInterop)
+      return MsgParseErrorIfd0 + (error.code - ErrIfdPrimary);
+    return MsgParseError;
   }
-  if (error.code == ErrThumbnail) return kMessageThumbnailMissing;
-  if (status & StatusMakerNoteFailed) return kMessageMakerNoteParse;
+  if (error.code == ErrThumbnail) return MsgThumbnailMissing;
+  if (status & StatusMakerNoteFailed) return MsgMakerNoteParse;
   return 0;
 }
 

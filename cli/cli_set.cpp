@@ -19,21 +19,12 @@
 #include "exif/tag_parse.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
+#include "frame/message_table.h"
 #include "frame/prompt.h"
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
 
 namespace {
-
-enum : uint32_t {
-  kMessageInputError = 7,
-  kMessageSaveFailed = 9,
-  kMessageBadIfd = 10,
-  kMessageBadTag = 11,
-  kMessageBadType = 12,
-  kMessageTagNotEditable = 14,
-  kMessageNoteNotEditable = 102,
-};
 
 struct EditOptions {
   std::string file;
@@ -128,12 +119,12 @@ int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
   if (!CliReadFailed(reading)) {
     // A thumbnail that runs past its segment is read as none; the save keeps what the segment holds.
     if (reading.error.code == ErrThumbnail)
-      std::fprintf(stderr, "%s: warning %u: %s\n", path.c_str(), ErrThumbnail, CliMessage(110).c_str());
+      std::fprintf(stderr, "%s: warning %u: %s\n", path.c_str(), ErrThumbnail, CliMessage(MsgThumbnailMissing).c_str());
     document = std::move(reading.document);
     return 1;
   }
   CliReportError(path, reading.error, CliReadMessage(reading.status, reading.error));
-  if (reading.partial) CliReportFailure(path, reading.error.code, kMessageSaveFailed);
+  if (reading.partial) CliReportFailure(path, reading.error.code, MsgUpdateFailed);
   return 0;
 }
 
@@ -142,8 +133,8 @@ int ReadDocument(const std::string& path, ExifDocumentPtr& document) {
 uint32_t EditRefusal(ExifDocument* document, uint32_t kind, uint16_t tag) {
   if (kind >= kIfdMakerNoteFirst &&
       (!ExifMakerNoteTable(document, kind) || !ExifMakerNoteEditable(document)))
-    return kMessageNoteNotEditable;
-  return TagIsEditable(document, kind, tag) ? 0u : uint32_t(kMessageTagNotEditable);
+    return MsgNoteNotEditable;
+  return TagIsEditable(document, kind, tag) ? 0u : uint32_t(MsgTagNotEditable);
 }
 
 // Why an open note is not editable, in plain words; nullptr when there is no note to explain.
@@ -162,23 +153,23 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
   std::string choice = options.makerNote;
   if (choice == "keep" && layout.bigEndian != document->bigEndian) choice = "keep-reorder";
   Prompt prompt{CliAsk, &choice};
-  layout.commitMode = options.rebuild ? 2 : 1;
+  layout.commitMode = options.rebuild ? CommitMode::ForceRebuild : CommitMode::Classify;
   const std::string destination = options.out.empty() ? options.file : options.out;
   FileSetHardLinkPolicy(options.hardLinks == "in-place" ? HardLinksInPlace : HardLinksRefuse);
   ErrorClear();
-  const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, 1, layout);
+  const int result = ExifSaveFileWithLayout(options.file, destination, document, &prompt, SaveMode::PendingEdits, layout);
   if (result == SaveWritten) return CliSuccess;
   if (result == SaveFailed && !ExifSaveRefusal().empty()) {
     // A refusal of the safety net says in the same line which tag would have changed.
     std::fprintf(stderr, "%s: error %u: %s: not saved: %s\n", destination.c_str(), ErrorPop(),
-                 CliMessage(kMessageSaveFailed).c_str(), ExifSaveRefusal().c_str());
+                 CliMessage(MsgUpdateFailed).c_str(), ExifSaveRefusal().c_str());
   } else if (result == SaveFailed) {
     // The system's refusal of the place names what refused (a missing folder rather than the
     // file in it); where nothing stands in the way, the save's own reason.
     ErrorDetail error = ErrorPopDetail();
     const ErrorDetail obstacle = CliWriteObstacle(destination);
     if (obstacle.code != 0) error = {error.code ? error.code : obstacle.code, obstacle.systemError, obstacle.path, 0, {}};
-    CliReportError(destination, error, kMessageSaveFailed);
+    CliReportError(destination, error, MsgUpdateFailed);
   } else if (result == SaveCancelled && options.makerNote == "keep") {
     std::fprintf(stderr, "%s: not saved: the MakerNote cannot stay at its place and keep was asked\n",
                  destination.c_str());
@@ -192,30 +183,30 @@ int SaveEdited(const EditOptions& options, ExifDocument* document) {
 
 int RunEdit(const EditOptions& options, bool isSet) {
   const int64_t kind = ParseKind(options.ifd);
-  if (kind < 0) return UsageFailure(options.file, kMessageBadIfd);
+  if (kind < 0) return UsageFailure(options.file, MsgBadIfd);
   const int64_t tag = ParseNumber(options.tag);
-  if (tag < 0 || tag > 0xFFFF) return UsageFailure(options.file, kMessageBadTag);
+  if (tag < 0 || tag > 0xFFFF) return UsageFailure(options.file, MsgBadTag);
   int64_t type = 0;
   std::vector<uint8_t> values;
   int count = 0;
   if (isSet) {
     type = ParseType(options.type);
-    if (type < 0) return UsageFailure(options.file, kMessageBadType);
+    if (type < 0) return UsageFailure(options.file, MsgBadType);
     count = ParseTypedValues(uint32_t(type), options.value.data(), uint32_t(options.value.size()), ";", &values);
-    if (count <= 0) return UsageFailure(options.file, kMessageInputError);
+    if (count <= 0) return UsageFailure(options.file, MsgInputError);
   }
   ExifDocumentPtr document;
   if (!ReadDocument(options.file, document)) return CliFailure;
   if (const uint32_t refusal = EditRefusal(document.get(), uint32_t(kind), uint16_t(tag))) {
     CliReportFailure(options.file, 0, refusal);
-    const char* why = refusal == kMessageNoteNotEditable ? NoteRefusalReason(document.get()) : nullptr;
+    const char* why = refusal == MsgNoteNotEditable ? NoteRefusalReason(document.get()) : nullptr;
     if (why != nullptr) std::fprintf(stderr, "%s: %s\n", options.file.c_str(), why);
     return CliFailure;
   }
   const int queued = isSet ? ExifQueueEdit(document.get(), PendingSet, uint32_t(kind), uint16_t(tag), uint16_t(type),
                                            uint32_t(count), values.data())
                            : ExifQueueEdit(document.get(), PendingDelete, uint32_t(kind), uint16_t(tag), 0, 0, nullptr);
-  if (!queued) return UsageFailure(options.file, kMessageInputError);
+  if (!queued) return UsageFailure(options.file, MsgInputError);
   return SaveEdited(options, document.get());
 }
 

@@ -11,6 +11,7 @@
 #include "cli/cli_output.h"
 #include "cli/commands.h"
 #include "codec/thumbnail.h"
+#include "frame/message_table.h"
 #include "tools/shrink.h"
 
 namespace {
@@ -51,7 +52,7 @@ PromptAnswer Answer(void* user, const PromptQuestion& question) {
   const bool overwrite = *static_cast<bool*>(user);
   std::string text = CliMessage(question.messageId);
   while (!text.empty() && text.front() == '\n') text.erase(text.begin());
-  if (question.messageId == 58) return overwrite ? PromptAnswerYes : PromptAnswerNo;
+  if (question.messageId == MsgOverwrite) return overwrite ? PromptAnswerYes : PromptAnswerNo;
   std::fprintf(stderr, "%s\n", text.c_str());
   return PromptSafeAnswer(question.buttons);
 }
@@ -103,7 +104,7 @@ struct ThumbnailOptions {
 int ThumbnailRun(const ThumbnailOptions& options) {
   std::vector<uint8_t> thumbnail;
   if (!GenerateExifThumbnail(options.file, nullptr, 0, thumbnail)) {
-    std::string text = CliMessage(71);
+    std::string text = CliMessage(MsgUnsupportedFile);
     while (!text.empty() && text.front() == '\n') text.erase(text.begin());
     std::fprintf(stderr, "%s: %s\n", options.file.c_str(), text.c_str());
     return CliFailure;

@@ -16,47 +16,131 @@ inline uint8_t* RowFromTop(uint8_t* pixels, uint32_t width, uint32_t height, uin
   return pixels + size_t(height - 1 - y) * RasterRowBytes(width);
 }
 
-// The running sums of one destination row: three channels a pixel and one pixel spare, which
-// takes the last split's remainder.
+// Where a walk of the reduction stands before source pixel (or row) i: the destination index it
+// adds to and the share that index already has. The share grows by the ratio each step and
+// wraps at 1.0, so both follow from i * ratio at once, without walking from the start.
+struct ScaleStep {
+  uint32_t index;
+  uint32_t share;
+};
+inline ScaleStep ScaleStepAt(uint32_t i, uint32_t ratio) {
+  const uint64_t at = uint64_t(i) * ratio;
+  return {uint32_t(at >> 16), uint32_t(at & (kOne - 1))};
+}
+// The first source index that adds to destination index `first` (a split from the one before
+// counts), at most `length`.
+inline uint32_t ScaleFirstSource(uint32_t first, uint32_t ratio, uint32_t length) {
+  if (first == 0) return 0;
+  return uint32_t(std::min<uint64_t>((uint64_t(first - 1) * kOne + ratio - 1) / ratio, length));
+}
+// The first source index past those that add to destination indices below `end`.
+inline uint32_t ScaleEndSource(uint32_t end, uint32_t ratio, uint32_t length) {
+  return uint32_t(std::min<uint64_t>((uint64_t(end) * kOne + ratio - 1) / ratio, length));
+}
+
+// The running sums of the destination columns [begin, end) of one row: three channels a pixel,
+// with one column spare on each side, which take the shares that fall outside.
 class RowAccumulator {
  public:
-  RowAccumulator(uint32_t sourceWidth, uint32_t columnRatio, uint32_t newWidth)
-      : sourceWidth_(sourceWidth), sx_(columnRatio), sums_(size_t(newWidth + 1) * 3, 0) {}
+  RowAccumulator(uint32_t sourceWidth, uint32_t columnRatio, uint32_t begin, uint32_t end)
+      : sx_(columnRatio),
+        base_(begin == 0 ? 0 : begin - 1),
+        begin_(begin),
+        end_(end),
+        firstX_(ScaleFirstSource(begin, columnRatio, sourceWidth)),
+        endX_(ScaleEndSource(end, columnRatio, sourceWidth)),
+        sums_(size_t(end - base_ + 1) * 3, 0) {}
 
   // Adds one source row with its row weight wy, splitting a pixel where the column share
   // reaches 1.0.
   void Add(const uint8_t* row, uint32_t wy) {
-    uint32_t position = 0;
-    size_t column = 0;
+    const ScaleStep start = ScaleStepAt(firstX_, sx_);
+    uint32_t position = start.share;
+    uint32_t* sum = sums_.data() + 3 * size_t(start.index - base_);
     const uint32_t wx = uint32_t((uint64_t(wy) * sx_) >> 16);
-    for (uint32_t x = 0; x < sourceWidth_; ++x) {
-      const uint8_t* pixel = row + 3 * size_t(x);
+    const uint8_t* pixel = row + 3 * size_t(firstX_);
+    for (uint32_t x = firstX_; x < endX_; ++x, pixel += 3) {
       if (position + sx_ >= kOne) {
         const uint32_t first = uint32_t((uint64_t(kOne - position) * wy) >> 16);
-        for (int c = 0; c < 3; ++c) sums_[3 * column + c] += pixel[c] * first;
-        ++column;
-        for (int c = 0; c < 3; ++c) sums_[3 * column + c] += pixel[c] * (wx - first);
+        const uint32_t second = wx - first;
+        sum[0] += pixel[0] * first;
+        sum[1] += pixel[1] * first;
+        sum[2] += pixel[2] * first;
+        sum[3] += pixel[0] * second;
+        sum[4] += pixel[1] * second;
+        sum[5] += pixel[2] * second;
+        sum += 3;
         position = position + sx_ - kOne;
       } else {
-        for (int c = 0; c < 3; ++c) sums_[3 * column + c] += pixel[c] * wx;
+        sum[0] += pixel[0] * wx;
+        sum[1] += pixel[1] * wx;
+        sum[2] += pixel[2] * wx;
         position += sx_;
       }
     }
   }
 
-  // Rounds into the destination row and starts the next one.
-  void Flush(uint8_t* row, uint32_t newWidth) {
-    for (size_t i = 0; i < size_t(newWidth) * 3; ++i) {
+  // Rounds into the destination row (its columns begin.. at row[0]) and starts the next one.
+  void Flush(uint8_t* row) {
+    const uint32_t* sum = sums_.data() + 3 * size_t(begin_ - base_);
+    for (size_t i = 0; i < size_t(end_ - begin_) * 3; ++i) {
       // The weights sum to just under 1.0, so no value reaches 256; the limit is a guard only.
-      row[i] = uint8_t(std::min<uint32_t>((sums_[i] + 32768) >> 16, 255));
+      row[i] = uint8_t(std::min<uint32_t>((sum[i] + 32768) >> 16, 255));
     }
     std::fill(sums_.begin(), sums_.end(), 0);
   }
 
  private:
-  uint32_t sourceWidth_, sx_;
+  uint32_t sx_, base_, begin_, end_, firstX_, endX_;
   std::vector<uint32_t> sums_;
 };
+
+// The reduction's sizes and ratios: s = factor in 16.16, each axis with its own ratio.
+struct ScalePlan {
+  uint32_t newWidth = 0, newHeight = 0, sx = 0, sy = 0;
+};
+bool ScalePlanMake(uint32_t width, uint32_t height, float factor, ScalePlan& plan) {
+  if (width == 0 || height == 0 || !(factor > 0.0f)) return false;
+  const uint32_t s = uint32_t(std::min(factor, 1.0f) * kOne);
+  plan.newHeight = uint32_t((uint64_t(height) * s) >> 16);
+  plan.newWidth = uint32_t((uint64_t(width) * s) >> 16);
+  if (plan.newHeight == 0 || plan.newWidth == 0) return false;
+  plan.sy = uint32_t((uint64_t(plan.newHeight) << 16) / height);
+  plan.sx = uint32_t((uint64_t(plan.newWidth) << 16) / width);
+  return true;
+}
+
+// The destination rows [rowBegin, rowEnd) of the part: the walk starts at the first source row
+// that reaches them and adds only what falls in the band, so bands can run side by side.
+void ScaleRasterBand(const uint8_t* pixels, uint32_t width, uint32_t height, const ScalePlan& plan,
+                     const RasterRect& part, RasterPixels& result, uint32_t rowBegin, uint32_t rowEnd) {
+  RowAccumulator sums(width, plan.sx, part.left, part.left + part.width);
+  const uint32_t firstY = ScaleFirstSource(rowBegin, plan.sy, height);
+  const ScaleStep start = ScaleStepAt(firstY, plan.sy);
+  uint32_t share = start.share, row = start.index;
+  auto add = [&](const uint8_t* source, uint32_t weight) {
+    if (row >= rowBegin && row < rowEnd) sums.Add(source, weight);
+  };
+  auto flush = [&] {
+    if (row >= rowBegin && row < rowEnd) sums.Flush(RowFromTop(result.pixels.data(), result.width, result.height, row - part.top));
+    ++row;
+  };
+  for (uint32_t y = firstY; y < height && row < rowEnd; ++y) {
+    const uint8_t* source = RowFromTop(pixels, width, height, y);
+    if (share + plan.sy >= kOne) {  // the source row is split between two destination rows
+      const uint32_t first = kOne - share;
+      add(source, first);
+      flush();
+      share = plan.sy - first;
+      if (share && row < plan.newHeight) add(source, share);
+    } else {
+      add(source, plan.sy);
+      share += plan.sy;
+    }
+  }
+  // The ratio is rounded down, so the last row may end just short of a full share.
+  if (row < plan.newHeight && row < rowEnd) flush();
+}
 
 int EnlargeStep(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, RasterPixels& out) {
   const uint32_t f = uint32_t(std::min(factor, 2.0f) * kOne);
@@ -123,83 +207,43 @@ float FitRatio(uint32_t width, uint32_t height, uint32_t maxWidth, uint32_t maxH
   return rh <= rw ? ScaleFactorFor(height, maxHeight) : ScaleFactorFor(width, maxWidth);
 }
 
-int ScaleRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, RasterPixels& out) {
-  if (!pixels || width == 0 || height == 0 || !(factor > 0.0f)) return 0;
-  const uint32_t s = uint32_t(std::min(factor, 1.0f) * kOne);
-  const uint32_t newHeight = uint32_t((uint64_t(height) * s) >> 16), newWidth = uint32_t((uint64_t(width) * s) >> 16);
-  if (newHeight == 0 || newWidth == 0) return 0;
-  const uint32_t sy = uint32_t((uint64_t(newHeight) << 16) / height), sx = uint32_t((uint64_t(newWidth) << 16) / width);
-  RasterPixels result;
-  result.width = newWidth;
-  result.height = newHeight;
-  result.pixels.assign(size_t(RasterRowBytes(newWidth)) * newHeight, 0);
-  RowAccumulator sums(width, sx, newWidth);
-  uint32_t share = 0, row = 0;
-  for (uint32_t y = 0; y < height && row < newHeight; ++y) {
-    const uint8_t* source = RowFromTop(pixels, width, height, y);
-    if (share + sy >= kOne) {  // the source row is split between two destination rows
-      const uint32_t first = kOne - share;
-      sums.Add(source, first);
-      sums.Flush(RowFromTop(result.pixels.data(), newWidth, newHeight, row++), newWidth);
-      share = sy - first;
-      if (share && row < newHeight) sums.Add(source, share);
-    } else {
-      sums.Add(source, sy);
-      share += sy;
-    }
-  }
-  // The ratio is rounded down, so the last row may end just short of a full share.
-  if (row < newHeight) sums.Flush(RowFromTop(result.pixels.data(), newWidth, newHeight, row), newWidth);
-  out = std::move(result);
+int ScaleRasterSize(uint32_t width, uint32_t height, float factor, uint32_t* newWidth, uint32_t* newHeight) {
+  ScalePlan plan;
+  if (!ScalePlanMake(width, height, factor, plan)) return 0;
+  *newWidth = plan.newWidth;
+  *newHeight = plan.newHeight;
   return 1;
 }
 
-// The destination rows [rowBegin, rowEnd) of ScaleRaster: every source row is walked for the
-// shares, but only those that reach the band are added, so bands can run side by side.
-static void ScaleRasterBand(const uint8_t* pixels, uint32_t width, uint32_t height, uint32_t sx, uint32_t sy,
-                            RasterPixels& result, uint32_t rowBegin, uint32_t rowEnd) {
-  RowAccumulator sums(width, sx, result.width);
-  uint32_t share = 0, row = 0;
-  auto add = [&](const uint8_t* source, uint32_t weight) {
-    if (row >= rowBegin && row < rowEnd) sums.Add(source, weight);
-  };
-  auto flush = [&] {
-    if (row >= rowBegin && row < rowEnd) sums.Flush(RowFromTop(result.pixels.data(), result.width, result.height, row), result.width);
-    ++row;
-  };
-  for (uint32_t y = 0; y < height && row < rowEnd; ++y) {
-    const uint8_t* source = RowFromTop(pixels, width, height, y);
-    if (share + sy >= kOne) {
-      const uint32_t first = kOne - share;
-      add(source, first);
-      flush();
-      share = sy - first;
-      if (share && row < result.height) add(source, share);
-    } else {
-      add(source, sy);
-      share += sy;
-    }
-  }
-  if (row < result.height && row < rowEnd) flush();
+int ScaleRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, RasterPixels& out) {
+  return ScaleRasterThreads(pixels, width, height, factor, 1, out);
 }
 
 int ScaleRasterThreads(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, uint32_t threads,
                        RasterPixels& out) {
-  if (!pixels || width == 0 || height == 0 || !(factor > 0.0f)) return 0;
-  const uint32_t s = uint32_t(std::min(factor, 1.0f) * kOne);
-  const uint32_t newHeight = uint32_t((uint64_t(height) * s) >> 16), newWidth = uint32_t((uint64_t(width) * s) >> 16);
-  if (newHeight == 0 || newWidth == 0) return 0;
-  const uint32_t sy = uint32_t((uint64_t(newHeight) << 16) / height), sx = uint32_t((uint64_t(newWidth) << 16) / width);
+  ScalePlan plan;
+  if (!ScalePlanMake(width, height, factor, plan)) return 0;
+  return ScaleRasterPart(pixels, width, height, factor, RasterRect{0, 0, plan.newWidth, plan.newHeight}, threads, out);
+}
+
+int ScaleRasterPart(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, const RasterRect& part,
+                    uint32_t threads, RasterPixels& out) {
+  ScalePlan plan;
+  if (!pixels || !ScalePlanMake(width, height, factor, plan)) return 0;
+  if (part.width == 0 || part.height == 0 || part.left + uint64_t(part.width) > plan.newWidth ||
+      part.top + uint64_t(part.height) > plan.newHeight)
+    return 0;
   RasterPixels result;
-  result.width = newWidth;
-  result.height = newHeight;
-  result.pixels.assign(size_t(RasterRowBytes(newWidth)) * newHeight, 0);
-  threads = std::clamp<uint32_t>(threads, 1, std::min<uint32_t>(newHeight, 16));
+  result.width = part.width;
+  result.height = part.height;
+  result.pixels.assign(size_t(RasterRowBytes(part.width)) * part.height, 0);
+  threads = std::clamp<uint32_t>(threads, 1, std::min<uint32_t>(part.height, 16));
+  const uint32_t rowEnd = part.top + part.height;
   std::vector<std::thread> bands;
   for (uint32_t band = 1; band < threads; ++band)
-    bands.emplace_back(ScaleRasterBand, pixels, width, height, sx, sy, std::ref(result), newHeight * band / threads,
-                       newHeight * (band + 1) / threads);
-  ScaleRasterBand(pixels, width, height, sx, sy, result, 0, newHeight / threads);
+    bands.emplace_back(ScaleRasterBand, pixels, width, height, std::cref(plan), std::cref(part), std::ref(result),
+                       part.top + part.height * band / threads, part.top + part.height * (band + 1) / threads);
+  ScaleRasterBand(pixels, width, height, plan, part, result, part.top, std::min(rowEnd, part.top + part.height / threads));
   for (std::thread& thread : bands) thread.join();
   out = std::move(result);
   return 1;

@@ -24,6 +24,14 @@ float ScaleFactorFor(uint32_t source, uint32_t target);
 // The factor that fits width x height into the box; 1.0 when it already lies inside it.
 float FitRatio(uint32_t width, uint32_t height, uint32_t maxWidth, uint32_t maxHeight);
 
+// A rectangle of a picture, counted from its top left corner.
+struct RasterRect {
+  uint32_t left = 0, top = 0, width = 0, height = 0;
+};
+
+// The size ScaleRaster makes of width x height; 0 when nothing would be left.
+int ScaleRasterSize(uint32_t width, uint32_t height, float factor, uint32_t* newWidth, uint32_t* newHeight);
+
 // Area-weighted reduction for factors up to 1, one pass over the source with one row of
 // accumulators. The two axes have their own ratios, so each lands exactly.
 int ScaleRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, RasterPixels& out);
@@ -32,6 +40,12 @@ int ScaleRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float fa
 // same bytes, for pictures large enough that one thread is the bottleneck (the viewer).
 int ScaleRasterThreads(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, uint32_t threads,
                        RasterPixels& out);
+
+// The part of ScaleRaster's result that `part` covers (inside the size ScaleRasterSize gives),
+// byte for byte, made from only the source pixels that reach it: a viewer that shows a window
+// onto a large reduced picture reduces just the window.
+int ScaleRasterPart(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, const RasterRect& part,
+                    uint32_t threads, RasterPixels& out);
 
 // Enlargement by forward mapping and filling the gaps from their filled neighbours; factors
 // above 2 are applied as steps of 2 and the rest.

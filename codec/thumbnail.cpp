@@ -13,13 +13,12 @@
 #include "exif/file_replace.h"
 #include "exif/jpeg_file.h"
 #include "exif/makernote_handler.h"
+#include "exif/tags.h"
 #include "makernote/makernote_save.h"
 #include "shooting/embed.h"
 
 namespace {
 
-constexpr uint16_t kTagPixelXDimension = 40962;
-constexpr uint16_t kTagPixelYDimension = 40963;
 constexpr uint32_t kThumbnailLong = 160, kThumbnailShort = 120;
 
 // The quantisation tables of the scaled encodings, natural order. T2 is the coarse level table.
@@ -242,14 +241,14 @@ int ShrinkJpegFile(const std::string& source, const std::string& destination, fl
   ExifDocumentPtr document;
   const uint32_t fileClass = ExifCheckFile(source, document);
   if (document && (fileClass & StatusJpeg)) {
-    if (!SetDimension(document.get(), kTagPixelXDimension, picture.width) ||
-        !SetDimension(document.get(), kTagPixelYDimension, picture.height))
+    if (!SetDimension(document.get(), TagPixelXDimension, picture.width) ||
+        !SetDimension(document.get(), TagPixelYDimension, picture.height))
       return 0;
     std::vector<uint8_t> thumbnail;
     if (ExifThumbnail(document.get())) {
       // A new thumbnail sets the six tags of the 1st IFD; the resolutions the file had stay.
       std::vector<TagEntry> kept;
-      for (uint16_t tag : {uint16_t(282), uint16_t(283), uint16_t(296)})
+      for (uint16_t tag : {TagXResolution, TagYResolution, TagResolutionUnit})
         if (const TagEntry* entry = ExifFindTag(document.get(), IfdThumbnail, tag)) kept.push_back(*entry);
       if (!EncodeScaledRaster(picture.pixels.data(), picture.width, picture.height,
                               FitRatio(picture.width, picture.height, picture.width >= picture.height ? 160 : 120,
@@ -264,8 +263,8 @@ int ShrinkJpegFile(const std::string& source, const std::string& destination, fl
     // A new thumbnail has a new size and place: only a full rebuild lays it out.
     SaveLayout layout;
     layout.bigEndian = ExifByteOrder(document.get());
-    layout.commitMode = thumbnail.empty() ? 1 : kCommitForceRebuild;
-    return ExifSaveFileWithLayout(picked.path, destination, document.get(), prompt, 1, layout) == SaveWritten ? 1 : 0;
+    layout.commitMode = thumbnail.empty() ? CommitMode::Classify : CommitMode::ForceRebuild;
+    return ExifSaveFileWithLayout(picked.path, destination, document.get(), prompt, SaveMode::PendingEdits, layout) == SaveWritten ? 1 : 0;
   }
   // Exif that does not parse travels as the bytes it was; a source without Exif gives none.
   std::vector<uint8_t> raw(65535);

@@ -4,6 +4,7 @@
 
 #include "exif/exif_document.h"
 #include "exif/makernote_handler.h"
+#include "exif/tags.h"
 #include "frame/error_stack.h"
 
 namespace {
@@ -237,8 +238,9 @@ int ExifSetThumbnail(ExifDocument* document, const uint8_t* bytes, uint32_t size
     const void* value;
   };
   const Row rows[] = {
-      {259, TypeShort, &compression}, {282, TypeRational, resolution}, {283, TypeRational, resolution},
-      {296, TypeShort, &unit},        {513, TypeLong, &offset},        {514, TypeLong, &length},
+      {TagCompression, TypeShort, &compression},   {TagXResolution, TypeRational, resolution},
+      {TagYResolution, TypeRational, resolution},  {TagResolutionUnit, TypeShort, &unit},
+      {TagThumbnailOffset, TypeLong, &offset},     {TagThumbnailLength, TypeLong, &length},
   };
   for (const Row& row : rows) {
     const int ok = useQueue ? ExifQueueEdit(document, PendingSet, IfdThumbnail, row.tag, row.type, 1, row.value)

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "exif/tags.h"
+
 // ---------------------------------------------------------------------------------------------
 // Numbers that name things
 
@@ -43,18 +45,6 @@ enum TagType : uint16_t {
   TypeSShort = 8,
   TypeSLong = 9,
   TypeSRational = 10,
-};
-
-// Structural tags, the pointers only the writer sets.
-enum : uint16_t {
-  TagExifIfdPointer = 34665,
-  TagGpsIfdPointer = 34853,
-  TagInteropIfdPointer = 40965,
-  TagThumbnailOffset = 513,
-  TagThumbnailLength = 514,
-  TagMakerNote = 37500,
-  TagOffsetSchema = 59933,
-  TagDateTimeOriginal = 36867,
 };
 
 // The engine's error codes, pushed on the error stack.
@@ -152,7 +142,6 @@ struct PendingEdit {
   uint16_t tag = 0;
   uint16_t type = 0;
   uint32_t count = 0;
-  uint32_t reserved = 0;
   std::vector<uint8_t> value;  // count times element size, host order
 };
 

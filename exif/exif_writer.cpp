@@ -125,10 +125,10 @@ int ExifApplyEdits(ExifDocument* document, const uint8_t** bytes, uint32_t* size
 }
 
 int ExifCommit(ExifDocument* document, const uint8_t** bytes, uint32_t* size, uint32_t bigEndian,
-               int keepMakerNotePlace, int mode) {
+               int keepMakerNotePlace, CommitMode mode) {
   if (document == nullptr) return Fail(ErrInvalidArgument);
   int road = EditsRebuild;
-  if ((bigEndian ? 1u : 0u) == document->bigEndian && mode != kCommitForceRebuild) road = ExifClassifyEdits(document);
+  if ((bigEndian ? 1u : 0u) == document->bigEndian && mode != CommitMode::ForceRebuild) road = ExifClassifyEdits(document);
   switch (road) {
     case EditsNone:
       if (!ExifCopyRaw(document, size)) return 0;

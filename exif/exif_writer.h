@@ -29,8 +29,11 @@ enum EditClass : int {
 // a value the reader accepted in the 6 spare bytes behind raw stays inside it.
 constexpr size_t kBuiltAreaSize = kApp1PayloadMax + 16;
 
-// Commit modes: 2 forces a rebuild; anything else lets the classification choose.
-constexpr int kCommitForceRebuild = 2;
+// How a commit chooses its road.
+enum class CommitMode : int {
+  Classify = 1,      // the least intrusive road the edits allow (ExifClassifyEdits)
+  ForceRebuild = 2,  // always the full rebuild
+};
 
 int ExifClassifyEdits(ExifDocument* document);
 
@@ -38,7 +41,7 @@ int ExifClassifyEdits(ExifDocument* document);
 // than the document's always rebuilds. keepMakerNotePlace (1) keeps the note's whole extent
 // where it stood (773 when the rest no longer fits around it).
 int ExifCommit(ExifDocument* document, const uint8_t** bytes, uint32_t* size, uint32_t bigEndian,
-               int keepMakerNotePlace, int mode);
+               int keepMakerNotePlace, CommitMode mode);
 
 // Commit's first road: raw copied to built unchanged.
 int ExifCopyRaw(ExifDocument* document, uint32_t* size);

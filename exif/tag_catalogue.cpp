@@ -56,8 +56,8 @@ constexpr std::array<const char*, 11> kTypeNames = {
     nullptr, "BYTE", "ASCII", "SHORT", "LONG", "RATIONAL", nullptr, "UNDEFINED", "SSHORT", "SLONG", "SRATIONAL",
 };
 
-// The table names in the order the explorer lists them, ended by -1.
-constexpr IfdName kIfdNames[] = {
+// The table names in the order the explorer lists them.
+constexpr std::array<IfdName, 8> kIfdNames{{
     {IfdPrimary, "Primary(0th IFD)"},
     {IfdExif, "Exif IFD"},
     {257, "Nikon MakerNote"},
@@ -66,9 +66,7 @@ constexpr IfdName kIfdNames[] = {
     {IfdInterop, "Interoperabiliy"},
     {IfdGps, "GPS"},
     {IfdThumbnail, "Thumbnail(1st IFD)"},
-    {-1, nullptr},
-};
-static_assert(std::size(kIfdNames) == 9 && kIfdNames[std::size(kIfdNames) - 1].kind == -1);
+}};
 
 // The tags whose values are offsets that only the writer sets.
 struct StructuralTag {
@@ -140,11 +138,11 @@ int TagIsEditable(const ExifDocument* document, uint32_t kind, uint16_t tag) {
   return 1;
 }
 
-const IfdName* IfdDisplayNameTable() { return kIfdNames; }
+std::span<const IfdName> IfdDisplayNameTable() { return kIfdNames; }
 
 const char* IfdDisplayName(uint32_t kind) {
-  for (const IfdName* entry = kIfdNames; entry->kind != -1; ++entry)
-    if (uint32_t(entry->kind) == kind) return Cp932Text(entry->name);
+  for (const IfdName& entry : kIfdNames)
+    if (uint32_t(entry.kind) == kind) return Cp932Text(entry.name);
   return nullptr;
 }
 

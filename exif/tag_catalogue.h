@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "exif/exif_document.h"
 
@@ -55,13 +56,12 @@ int TagIsEditable(const ExifDocument* document, uint32_t kind, uint16_t tag);
 // open) or the open handler's. nullptr below 256, with no document or no handler.
 MakerNoteHandler* TagKindHandler(const ExifDocument* document, uint32_t kind);
 
-// The names of the tables, as the explorer and the text export show them, in their order,
-// ended by kind -1.
+// The names of the tables, as the explorer and the text export show them, in their order.
 struct IfdName {
   int32_t kind;
   const char* name;  // UTF-8 in the source
 };
-const IfdName* IfdDisplayNameTable();
+std::span<const IfdName> IfdDisplayNameTable();
 
 // The CP932 name of a table, or nullptr for a kind the list does not name.
 const char* IfdDisplayName(uint32_t kind);

@@ -15,6 +15,7 @@
 #include "exif/apex.h"
 #include "exif/makernote_handler.h"
 #include "exif/tag_catalogue.h"
+#include "exif/tags.h"
 #include "exif/value_tables.h"
 #include "frame/cp932.h"
 
@@ -314,19 +315,19 @@ int FormatExifRational(const TagEntry& entry, Output& out) {
   uint32_t words[2] = {entry.U32(0), entry.U32(1)};
   Piece piece;
   switch (entry.tag) {
-    case 33434:  // ExposureTime
+    case TagExposureTime:
       piece = ExposureText(words[0], words[1]);
       break;
-    case 33437:  // FNumber
+    case TagFNumber:
       piece = FNumberText(words[0], words[1]);
       break;
-    case 37377: {  // ShutterSpeedValue
+    case TagShutterSpeedValue: {
       ApexDecode(ApexShutter, words);
       const Piece seconds = words[0] == 0 || words[1] == 0 ? Format("0") : ExposureText(words[0], words[1]);
       piece = Format("%s(%s)", EvText(r).bytes.data(), seconds.bytes.data());
       break;
     }
-    case 37378: {  // ApertureValue
+    case TagApertureValue: {
       ApexDecode(ApexAperture, words);
       const Piece f = words[0] == 0 || words[1] == 0 ? Format("F0")
                       : words[0] % words[1] == 0      ? Format("F%u", words[0] / words[1])
@@ -334,36 +335,36 @@ int FormatExifRational(const TagEntry& entry, Output& out) {
       piece = Format("%s(%s)", EvText(r).bytes.data(), f.bytes.data());
       break;
     }
-    case 37379:  // BrightnessValue
+    case TagBrightnessValue:
       piece = EvText(r);
       break;
-    case 37380:  // ExposureBiasValue
+    case TagExposureBiasValue:
       piece = r.numerator == 0 || r.denominator == 0 ? Format("0.0EV") : Format("%+.1fEV", Quotient(r));
       break;
-    case 37381:  // MaxApertureValue
+    case TagMaxApertureValue:
       ApexDecode(ApexAperture, words);
       piece = FNumberText(words[0], words[1]);
       break;
-    case 37386:  // FocalLength
-    case 41989:  // FocalLengthIn35mmFilm
+    case TagExifFocalLength:
+    case TagFocalLengthIn35mmFilm:
       piece = r.denominator == 0 ? Format("0mm")
               : DividesExactly(r) ? Format("%lldmm", (long long)(r.numerator / r.denominator))
                                   : Format("%.1fmm", Quotient(r));
       break;
-    case 42034:  // LensSpecification
+    case TagLensSpecification:
       if (entry.type != TypeRational || ElementCount(entry) < 4) return FormatValueInto(&entry, out, 1);
       piece = LensSpecificationText(entry);
       break;
-    case 41988:  // DigitalZoomRatio
-    case 41991:
+    case TagDigitalZoomRatio:
+    case TagGainControl:
     // Measures of later editions, read as numbers: the environment and the gamma.
-    case 37888:
-    case 37889:
-    case 37890:
-    case 37891:
-    case 37892:
-    case 37893:
-    case 42240:
+    case TagTemperature:
+    case TagHumidity:
+    case TagPressure:
+    case TagWaterDepth:
+    case TagAcceleration:
+    case TagCameraElevationAngle:
+    case TagGamma:
       return FormatValueInto(&entry, out, 1);
     default:
       return FormatValueInto(&entry, out, 0);
@@ -394,7 +395,7 @@ bool FormatCode(const TagEntry& entry, uint32_t kind, Output& out) {
 int FormatWord(const TagEntry& entry, uint32_t kind, Output& out) {
   if (FormatCode(entry, kind, out)) return out.Done();
   uint32_t value = 0;
-  if (kind == IfdExif && entry.tag == 41989) {  // FocalLengthIn35mmFilm
+  if (kind == IfdExif && entry.tag == TagFocalLengthIn35mmFilm) {
     if (CodeValue(entry, 0, &value))
       out.PutCut(Format("%umm", value).view());
     else
@@ -432,11 +433,11 @@ bool FormatUserComment(const TagEntry& entry, Output& out) {
 
 int FormatExifBytes(const TagEntry& entry, Output& out) {
   switch (entry.tag) {
-    case 36864:  // ExifVersion
-    case 40960:  // FlashPixVersion
+    case TagExifVersion:
+    case TagFlashPixVersion:
       out.PutBytes(entry.Data(), std::min({entry.count, entry.ValueSize(), 4u}));
       return out.Done();
-    case 37121: {  // ComponentsConfiguration
+    case TagComponentsConfiguration: {
       static constexpr const char* kComponents[] = {" ", "Y", "Cb", "Cr", "R", "G", "B"};
       for (uint32_t i = 0, count = ElementCount(entry); i < count; ++i) {
         const uint8_t c = entry.Data()[i];
@@ -444,7 +445,7 @@ int FormatExifBytes(const TagEntry& entry, Output& out) {
       }
       return out.Done();
     }
-    case 37510:  // UserComment
+    case TagUserComment:
       if (FormatUserComment(entry, out)) return out.Done();
       return FormatValueInto(&entry, out, 0);
     default:
@@ -469,7 +470,8 @@ int FormatDate(const TagEntry& entry, Output& out) {
 }
 
 bool IsDateTag(uint32_t kind, uint16_t tag) {
-  return (kind == IfdPrimary && tag == 306) || (kind == IfdExif && (tag == 36867 || tag == 36868));
+  return (kind == IfdPrimary && tag == TagDateTime) ||
+         (kind == IfdExif && (tag == TagDateTimeOriginal || tag == TagDateTimeDigitized));
 }
 
 int FormatStandard(const TagEntry& entry, uint32_t kind, Output& out) {
@@ -478,7 +480,7 @@ int FormatStandard(const TagEntry& entry, uint32_t kind, Output& out) {
   if (entry.type == TypeAscii && IsDateTag(kind, entry.tag)) return FormatDate(entry, out);
   if (IsWordType(entry.type) && (mainTable || kind == IfdExif)) return FormatWord(entry, kind, out);
   if (IsRationalType(entry.type) && mainTable)
-    return FormatValueInto(&entry, out, entry.tag == 282 || entry.tag == 283 ? 1 : 0);
+    return FormatValueInto(&entry, out, entry.tag == TagXResolution || entry.tag == TagYResolution ? 1 : 0);
   if (IsRationalType(entry.type) && kind == IfdExif) return FormatExifRational(entry, out);
   return FormatValueInto(&entry, out, 0);
 }
@@ -487,7 +489,7 @@ int FormatStandard(const TagEntry& entry, uint32_t kind, Output& out) {
 // GPS
 
 int FormatGpsBytes(const TagEntry& entry, Output& out) {
-  if (entry.tag == 0) {  // GPSVersionID as dotted numbers
+  if (entry.tag == TagGpsVersionId) {  // as dotted numbers
     for (uint32_t i = 0, count = ElementCount(entry); i < count; ++i) {
       const int byte = entry.type == TypeSignedByte ? int(int8_t(entry.Data()[i])) : int(entry.Data()[i]);
       if (!out.Put(Format("%d.", byte).view())) break;
@@ -540,17 +542,17 @@ Piece TimeItem(const TagEntry& entry, uint32_t i) {
 
 int FormatGpsRational(const TagEntry& entry, Output& out) {
   switch (entry.tag) {
-    case 2:
-    case 4:
-    case 20:
-    case 22:
+    case TagGpsLatitude:
+    case TagGpsLongitude:
+    case TagGpsDestLatitude:
+    case TagGpsDestLongitude:
       return FormatGpsItems(entry, out, std::array<const char*, 3>{"度 ", "分 ", "秒 "}, AngleItem);
-    case 6: {
+    case TagGpsAltitude: {
       const Rational r = RationalAt(entry, 0);
       out.PutCut((r.denominator == 0 ? Format("0m") : Format("%.0fm", Quotient(r))).view());
       return out.Done();
     }
-    case 7:
+    case TagGpsTimeStamp:
       return FormatGpsItems(entry, out, std::array<const char*, 3>{"時 ", "分 ", "秒 "}, TimeItem);
     default:
       return FormatValueInto(&entry, out, 0);

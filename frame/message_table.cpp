@@ -4,6 +4,7 @@
 // first use of each row.
 #include "frame/message_table.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdarg>
@@ -18,9 +19,6 @@ struct MessageRow {
   const char* text;
 };
 
-// The number that ends the table.
-constexpr uint32_t kMessageEnd = 65535;
-
 // Tavexon's own licence terms, shown once at the first start.
 constexpr const char kLicenceTerms[] =
     "Tavexon 使用許諾条件\r\n\r\n"
@@ -30,8 +28,8 @@ constexpr const char kLicenceTerms[] =
     "本ソフトウエアの再配布は、改変を加えず無償で行う場合に限り認めます。\r\n\r\n"
     "以上の条件に同意しますか？";
 
-// 123 messages and the ending row.
-constexpr std::array<MessageRow, 124> kMessageRows = {{
+// 123 messages, searched by bisection.
+constexpr std::array<MessageRow, 123> kMessageRows = {{
     {1, "\"メーカーノート\"（各メーカーが独自に使用する領域）を正常に保存出来ない可能性があります。\n処理を継続しますか？\n%s"},
     {2, "メーカーノート情報に影響を与える可能性が大きい場合は警告メッセージを表示しますが、警告が無い場合でも メーカーノート情報の破損、欠損が発生する場合があります。重要なファイルを編集する前にはバックアップを取って下さい。"},
     {3, "%sは更新されています。保存しますか？"},
@@ -155,7 +153,6 @@ constexpr std::array<MessageRow, 124> kMessageRows = {{
     {1001, "Error"},
     {1002, "Warning"},
     {1003, "入力エラー"},
-    {kMessageEnd, nullptr},
 }};
 
 constexpr bool MessageRowsInOrder() {
@@ -164,35 +161,13 @@ constexpr bool MessageRowsInOrder() {
   return true;
 }
 static_assert(MessageRowsInOrder(), "message numbers must ascend");
-static_assert(kMessageRows.back().id == kMessageEnd);
-
-// The rows before the ending row, counted once.
-size_t MessageCount() {
-  static const size_t count = [] {
-    size_t n = 0;
-    while (kMessageRows[n].id != kMessageEnd) ++n;
-    return n;
-  }();
-  return count;
-}
 
 }  // namespace
 
 const char* MessageText(uint32_t id) {
-  // Bisection over [low, high): the lower half when the middle row's number is above the
-  // wanted one, the upper half otherwise.
-  size_t low = 0;
-  size_t high = MessageCount();
-  while (low < high) {
-    const size_t middle = low + (high - low) / 2;
-    const MessageRow& row = kMessageRows[middle];
-    if (row.id == id) return Cp932Text(row.text);
-    if (row.id > id)
-      high = middle;
-    else
-      low = middle + 1;
-  }
-  return nullptr;
+  const auto row = std::lower_bound(kMessageRows.begin(), kMessageRows.end(), id,
+                                    [](const MessageRow& r, uint32_t wanted) { return r.id < wanted; });
+  return row != kMessageRows.end() && row->id == id ? Cp932Text(row->text) : nullptr;
 }
 
 const char* MessageFormat(uint32_t id, ...) {

@@ -35,7 +35,7 @@ void CommitOnce(const std::vector<uint8_t>& payload, int road) {
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
   const uint32_t order = road == 2 ? document->bigEndian ^ 1u : document->bigEndian;
-  if (ExifCommit(document.get(), &bytes, &size, order, road == 1 ? 1 : 0, road == 3 ? 2 : 1) && bytes && size) {
+  if (ExifCommit(document.get(), &bytes, &size, order, road == 1 ? 1 : 0, road == 3 ? CommitMode::ForceRebuild : CommitMode::Classify) && bytes && size) {
     const std::vector<uint8_t> built(bytes, bytes + size);
     ExifDocumentPtr again;
     ExifCheckSegment(built.data(), uint32_t(built.size()), again);

@@ -13,6 +13,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "frame/message_table.h"
+#include "frame/version.h"
 #include "kit/kit_text.h"
 
 int NoticeDialog(QWidget* owner, const QString& text) {
@@ -90,10 +92,10 @@ void ShowHelp() {
 void ShowAbout(QWidget* owner) {
   QDialog dialog(owner);
   dialog.setObjectName("Version");
-  dialog.setWindowTitle(KitMessage(1000));
+  dialog.setWindowTitle(KitMessage(MsgTitleProduct));
   dialog.setFont(KitFont());
   auto* layout = new QVBoxLayout(&dialog);  // owned by the dialog, as the controls below
-  auto* version = new QLabel("Tavexon Version 0.9.0b", &dialog);
+  auto* version = new QLabel(kTavexonVersionLine, &dialog);
   version->setObjectName("1020");
   auto* line = new QLabel(QString::fromUtf8("JPEG写真のExifワークベンチ"), &dialog);
   line->setObjectName("1021");

@@ -30,5 +30,5 @@ class WaitCursor {
 // Opens the help page that stands beside the program ("Tavexon.html") with the platform's
 // viewer; nothing when there is none.
 void ShowHelp();
-// The modal dialog "Version": "Tavexon Version 0.9.0b" in control 1020, a line in 1021.
+// The modal dialog "Version": kTavexonVersionLine in control 1020, a line in 1021.
 void ShowAbout(QWidget* owner);

@@ -16,13 +16,6 @@
 
 namespace {
 
-enum : uint32_t {
-  kMessageMakerNoteUnreadable = 1,  // the note may not survive; continue?
-  kMessageMakerNoteRebuild = 103,   // rebuild the note? yes, no, cancel
-  kMessageReadOnly = 117,           // the destination is read-only
-  kTitleProduct = 1000,
-};
-
 // Asks a MakerNote or file question with the file name in its place. Paths are the platform's
 // own; the messages are CP932, so the name is converted for the text only.
 PromptAnswer AskAbout(const Prompt* owner, uint32_t messageId, const std::string& path, PromptButtons buttons,
@@ -31,7 +24,7 @@ PromptAnswer AskAbout(const Prompt* owner, uint32_t messageId, const std::string
   PromptQuestion question;
   question.messageId = messageId;
   question.text = MessageFormat(messageId, name.c_str());
-  question.titleId = kTitleProduct;
+  question.titleId = MsgTitleProduct;
   question.buttons = buttons;
   question.icon = icon;
   return PromptAsk(owner, question);
@@ -110,12 +103,12 @@ int RebuildMoved(ExifDocument* document, const uint8_t** bytes, uint32_t* size) 
 int ResolveMove(uint32_t oldOffset, ExifDocument* document, const std::string& destination, const Prompt* owner,
                 const uint8_t** bytes, uint32_t* size) {
   if (MakerNoteEnsureOpen(document) != 1) {
-    if (AskAbout(owner, kMessageMakerNoteUnreadable, destination, PromptButtonsOkCancel, PromptIconWarning) ==
+    if (AskAbout(owner, MsgMakerNoteUnsafe, destination, PromptButtonsOkCancel, PromptIconWarning) ==
         PromptAnswerCancel)
       return SaveCancelled;
     return RecordMove(document, oldOffset, bytes, size);
   }
-  switch (AskAbout(owner, kMessageMakerNoteRebuild, destination, PromptButtonsYesNoCancel, PromptIconWarning)) {
+  switch (AskAbout(owner, MsgMakerNoteRebuild, destination, PromptButtonsYesNoCancel, PromptIconWarning)) {
     case PromptAnswerYes:
       return RebuildMoved(document, bytes, size);
     case PromptAnswerNo:
@@ -126,10 +119,11 @@ int ResolveMove(uint32_t oldOffset, ExifDocument* document, const std::string& d
   }
 }
 
-// The payload of the chosen road: the full rebuild (mode 0) or the commit of the pending edits.
-int BuildPayload(ExifDocument* document, int mode, const SaveLayout& layout, int keepMakerNotePlace,
+// The payload of the chosen road: the full rebuild from the tables or the commit of the pending
+// edits.
+int BuildPayload(ExifDocument* document, SaveMode mode, const SaveLayout& layout, int keepMakerNotePlace,
                  const uint8_t** bytes, uint32_t* size) {
-  if (mode == 0) return ExifBuild(document, bytes, size, layout.bigEndian, keepMakerNotePlace);
+  if (mode == SaveMode::Tables) return ExifBuild(document, bytes, size, layout.bigEndian, keepMakerNotePlace);
   return ExifCommit(document, bytes, size, layout.bigEndian, keepMakerNotePlace, layout.commitMode);
 }
 
@@ -152,10 +146,10 @@ int DecideRebuild(const std::string& destination, ExifDocument* document, const 
 }
 
 int SaveWithRebuiltNote(const std::string& source, const std::string& destination, ExifDocument* document,
-                        const Prompt* owner, int mode, const SaveLayout& layout) {
+                        const Prompt* owner, SaveMode mode, const SaveLayout& layout) {
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
-  const int rebuilt = mode == 0 ? ExifRebuildMakerNote(document) : ExifQueueMakerNote(document);
+  const int rebuilt = mode == SaveMode::Tables ? ExifRebuildMakerNote(document) : ExifQueueMakerNote(document);
   if (!rebuilt || !BuildPayload(document, mode, layout, 0, &bytes, &size)) return SaveFailed;
   return ExifWriteChecked(0, document, source, destination, owner, bytes, size);
 }
@@ -170,7 +164,7 @@ int MakerNoteAskKeep(const std::string& path, ExifDocument* document, const Prom
     if (ExifMakerNoteEnabled(document)) return 2;
     if (ExifMakerNoteContext(document) != nullptr && ExifMakerNoteContext(document)->NeedsRebuild() != 0) {
       const PromptAnswer answer =
-          AskAbout(owner, kMessageMakerNoteRebuild, path, PromptButtonsYesNoCancel, PromptIconWarning);
+          AskAbout(owner, MsgMakerNoteRebuild, path, PromptButtonsYesNoCancel, PromptIconWarning);
       if (answer == PromptAnswerCancel) return SaveCancelled;
       if (answer == PromptAnswerYes) return 1;
     }
@@ -196,13 +190,13 @@ int ExifWriteChecked(uint32_t oldOffset, ExifDocument* document, const std::stri
 }
 
 int ExifSaveFileWithLayout(const std::string& sourcePath, const std::string& destinationPath,
-                           ExifDocument* document, const Prompt* owner, int mode, const SaveLayout& layout) {
+                           ExifDocument* document, const Prompt* owner, SaveMode mode, const SaveLayout& layout) {
   if (document == nullptr) return SaveFailed;
   if (DestinationReadOnly(destinationPath)) {
-    AskAbout(owner, kMessageReadOnly, destinationPath, PromptButtonsOk, PromptIconWarning);
+    AskAbout(owner, MsgReadOnly, destinationPath, PromptButtonsOk, PromptIconWarning);
     return SaveFailed;
   }
-  if (mode != 0 && mode != 1) {
+  if (mode == SaveMode::BuiltPayload) {
     const uint8_t* bytes = nullptr;
     uint32_t size = 0;
     if (!ExifBuiltSegment(document, &bytes, &size)) return SaveFailed;
@@ -210,7 +204,8 @@ int ExifSaveFileWithLayout(const std::string& sourcePath, const std::string& des
   }
   if (MakerNoteEnsureOpen(document) < 0) return SaveFailed;
   int editClass = EditsRebuild;
-  if (mode == 1 && layout.bigEndian == document->bigEndian && layout.commitMode != kCommitForceRebuild)
+  if (mode == SaveMode::PendingEdits && layout.bigEndian == document->bigEndian &&
+      layout.commitMode != CommitMode::ForceRebuild)
     editClass = ExifClassifyEdits(document);
   if (editClass == EditsRebuild) {
     const int rebuild = DecideRebuild(destinationPath, document, owner);
@@ -222,7 +217,7 @@ int ExifSaveFileWithLayout(const std::string& sourcePath, const std::string& des
   // A note carried as bytes keeps its own byte order, which may be the Exif's old one: the
   // user is told before the Exif around it changes order.
   if (oldOffset != 0 && layout.bigEndian != document->bigEndian &&
-      AskAbout(owner, kMessageMakerNoteUnreadable, destinationPath, PromptButtonsOkCancel, PromptIconWarning) ==
+      AskAbout(owner, MsgMakerNoteUnsafe, destinationPath, PromptButtonsOkCancel, PromptIconWarning) ==
           PromptAnswerCancel)
     return SaveCancelled;
   const uint8_t* bytes = nullptr;
@@ -232,7 +227,7 @@ int ExifSaveFileWithLayout(const std::string& sourcePath, const std::string& des
 }
 
 int ExifSaveFile(const std::string& sourcePath, const std::string& destinationPath, ExifDocument* document,
-                 const Prompt* owner, int mode) {
+                 const Prompt* owner, SaveMode mode) {
   if (document == nullptr) return SaveFailed;
   SaveLayout layout;
   layout.bigEndian = document->bigEndian;

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "exif/exif_document.h"
+#include "exif/exif_writer.h"
 #include "frame/prompt.h"
 
 // Results of a save.
@@ -47,14 +48,29 @@ int ExifWriteChecked(uint32_t oldOffset, ExifDocument* document, const std::stri
 // How a save lays out the payload.
 struct SaveLayout {
   uint32_t bigEndian = 0;  // the wanted byte order; another than the document's forces a rebuild
-  int commitMode = 1;      // 2 forces the full rebuild
+  CommitMode commitMode = CommitMode::Classify;
 };
 
-// The whole save of a document. mode 0: the tables were changed directly; mode 1: the changes
-// are pending edits; any other mode writes the caller's prepared `built` payload as it stands.
-// A read-only destination is refused with message 117. 0, -1 or -2.
+// Where a save finds the changes it writes.
+enum class SaveMode : int {
+  Tables = 0,        // the tables were changed directly: the payload is rebuilt from them
+  PendingEdits = 1,  // the changes are pending edits, committed by the least intrusive road
+  BuiltPayload = 2,  // the caller prepared the `built` payload; it is written as it stands
+};
+
+// The whole save of a document. A read-only destination is refused with message 117.
+// 0, -1 or -2.
 int ExifSaveFile(const std::string& sourcePath, const std::string& destinationPath, ExifDocument* document,
-                 const Prompt* owner, int mode);
+                 const Prompt* owner, SaveMode mode);
 // The same with the byte order and commit mode chosen by the caller.
 int ExifSaveFileWithLayout(const std::string& sourcePath, const std::string& destinationPath,
-                           ExifDocument* document, const Prompt* owner, int mode, const SaveLayout& layout);
+                           ExifDocument* document, const Prompt* owner, SaveMode mode, const SaveLayout& layout);
+
+// The mode as its old number (0 tables, 1 pending edits, any other the built payload), for the
+// callers that still pass one (tools/exif_backup.cpp, views/viewer_window.cpp); to go once
+// they name the mode.
+inline int ExifSaveFile(const std::string& sourcePath, const std::string& destinationPath, ExifDocument* document,
+                        const Prompt* owner, int mode) {
+  const SaveMode named = mode == 0 ? SaveMode::Tables : mode == 1 ? SaveMode::PendingEdits : SaveMode::BuiltPayload;
+  return ExifSaveFile(sourcePath, destinationPath, document, owner, named);
+}

@@ -15,6 +15,7 @@
 
 #include "exif/exif_document.h"
 #include "exif/makernote_handler.h"
+#include "makernote/nikon_tags.h"
 
 // The handler's own error codes.
 enum NikonError : uint32_t {
@@ -30,18 +31,6 @@ constexpr uint32_t NikonScannerTable = 259;
 constexpr uint32_t kNikonMainKind = FamilyNikon | NikonMainTable;
 constexpr uint32_t kNikonThumbnailKind = FamilyNikon | NikonThumbnailTable;
 constexpr uint32_t kNikonScannerKind = FamilyNikon | NikonScannerTable;
-
-// Tags with a structural meaning in the note.
-enum NikonTag : uint16_t {
-  NikonTagVersion = 1,
-  NikonTagThumbnailIfd = 17,    // LONG 1: offset of table 258
-  NikonTagLensType = 131,       // BYTE: VR, G, D and S bits
-  NikonTagLens = 132,           // RATIONAL 4: focal lengths and widest apertures
-  NikonTagScannerIfd = 3600,    // LONG 1: offset of table 259
-  NikonTagCompression = 259,    // table 258
-  NikonTagPreviewOffset = 513,  // table 258
-  NikonTagPreviewLength = 514,  // table 258
-};
 
 // The largest preview the note is meant to hold: 640 by 480.
 constexpr uint32_t kNikonPreviewLimit = (640u << 16) | 480u;

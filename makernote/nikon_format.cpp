@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+#include "exif/tags.h"
 #include "exif/value_format.h"
 #include "frame/cp932.h"
 #include "makernote/nikon.h"
@@ -258,12 +259,12 @@ int AsciiValueText(const TagEntry* entry, uint32_t table, char* text, uint32_t r
   if (table != NikonMainTable) return General(entry, text, room);
   const char* value = reinterpret_cast<const char*>(entry->Data());
   const uint32_t valueSize = entry->ValueSize();
-  if (entry->tag == 8) return FlashSyncText(entry, value, text, room);
+  if (entry->tag == NikonTagFlashSyncMode) return FlashSyncText(entry, value, text, room);
   for (const AsciiRule& rule : kAsciiRules) {
     if (rule.tag != entry->tag) continue;
     std::string composed;
-    if (rule.tag == 9 && SpeedlightText(value, valueSize, &composed)) return Emit(composed, text, room);
-    if (rule.tag != 9)
+    if (rule.tag == NikonTagFlashType && SpeedlightText(value, valueSize, &composed)) return Emit(composed, text, room);
+    if (rule.tag != NikonTagFlashType)
       for (const AsciiText& row : rule.rows)
         if (MatchesPrefix(value, valueSize, row)) return Emit(Cp932Text(row.text), text, room);
     if (rule.blankIsOff && value[0] == ' ') return Emit("OFF", text, room);
@@ -383,23 +384,23 @@ int ThumbnailWordText(const TagEntry* entry, char* text, uint32_t room) {
       Append(&composed, "%d", entry->U16(1));
       return Emit(composed, text, room);
     }
-    case 259:
+    case TagCompression:
       rows = kCompression;
       break;
-    case 262:
+    case TagPhotometricInterpretation:
       rows = kPhotometric;
       break;
-    case 284:
+    case TagPlanarConfiguration:
       rows = kPlanar;
       break;
-    case 296:
+    case TagResolutionUnit:
       rows = kResolutionUnit;
       break;
-    case 530:
+    case TagYCbCrSubSampling:
       rows = kSubsampling;
       value = entry->U16(1);
       break;
-    case 531:
+    case TagYCbCrPositioning:
       rows = kPositioning;
       break;
     default:
@@ -446,7 +447,7 @@ int RationalValueText(const TagEntry* entry, uint32_t table, char* text, uint32_
   }
   if (table == NikonMainTable && entry->tag == NikonTagLens) return Emit(LensText(entry), text, room);
   const bool decimal = (table == NikonMainTable && entry->tag == 134) ||
-                       (table == NikonThumbnailTable && (entry->tag == 282 || entry->tag == 283)) ||
+                       (table == NikonThumbnailTable && (entry->tag == TagXResolution || entry->tag == TagYResolution)) ||
                        (table == NikonScannerTable && (entry->tag == 80 || entry->tag == 81));
   return General(entry, text, room, decimal ? 1 : 0);
 }

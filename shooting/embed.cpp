@@ -7,9 +7,11 @@
 
 #include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
+#include "exif/tags.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
 #include "makernote/makernote_save.h"
+#include "makernote/nikon_tags.h"
 #include "shooting/library_tags.h"
 #include "shooting/shooting_fields.h"
 #include "shooting/shooting_to_exif.h"
@@ -19,10 +21,6 @@ namespace {
 
 // The version a newly made Nikon note declares in its tag 1.
 constexpr char kNikonNoteVersion[4] = {'0', '2', '1', '0'};
-constexpr uint16_t kTagMake = 271;
-constexpr uint16_t kTagModel = 272;
-constexpr uint16_t kTagSoftware = 305;
-constexpr uint16_t kTagNikonVersion = 1;
 
 // An ASCII tag of the 0th IFD from a job text; nothing for an empty text.
 int QueueHeaderText(ExifDocument* document, uint16_t tag, const std::string& text) {
@@ -53,7 +51,7 @@ int PutInNote(ExifDocument* document, uint16_t tag, uint16_t type, uint32_t coun
     ErrorPush(ErrMakerNoteUnknown);
     return 0;
   }
-  return context->PutTag(kNikonMainTableKind & 0xFFFFu, tag, type, count, value);
+  return context->PutTag(NikonMainTable, tag, type, count, value);
 }
 
 // The Nikon note of the frame. A note of any other maker, or a Nikon note that cannot be read,
@@ -72,17 +70,17 @@ int QueueMakerNote(ExifDocument* document, const CameraDataFile* dataFile, uint3
         !ExifQueueEdit(document, PendingDelete, IfdExif, TagMakerNote, 0, 0, nullptr))
       return 0;
     if (!ExifCreateMakerNote(document)) return 0;
-    if (!ExifQueueEdit(document, PendingSet, kNikonMainTableKind, kTagNikonVersion, TypeUndefined,
+    if (!ExifQueueEdit(document, PendingSet, kNikonMainKind, NikonTagVersion, TypeUndefined,
                        sizeof kNikonNoteVersion, kNikonNoteVersion))
       return 0;
     // The save builds the open note before it applies the queued edits, and a note without a
     // tag cannot be built: the new note takes its tags at once as well.
-    if (!PutInNote(document, kTagNikonVersion, TypeUndefined, sizeof kNikonNoteVersion, kNikonNoteVersion))
+    if (!PutInNote(document, NikonTagVersion, TypeUndefined, sizeof kNikonNoteVersion, kNikonNoteVersion))
       return 0;
     for (const TagEntry& entry : entries)
       if (!PutInNote(document, entry.tag, entry.type, entry.count, entry.Data())) return 0;
   }
-  return ShootingQueueList(document, kNikonMainTableKind, entries);
+  return ShootingQueueList(document, kNikonMainKind, entries);
 }
 
 // The mapping's options from the flags; with neither time bit "TIMEPADDING" decides.
@@ -145,7 +143,7 @@ int QueueFrame(const EmbedJob& job, ExifDocument* document, CameraDataFile* data
   if ((flags & EmbedPrivateTags) && !QueuePrivateTags(document, dataFile, frame)) return 0;
   if ((flags & EmbedMakerNote) && !QueueMakerNote(document, dataFile, frame)) return 0;
   if (!(flags & EmbedKeepSoftware) &&
-      !ExifQueueEdit(document, PendingSet, IfdPrimary, kTagSoftware, TypeAscii, sizeof kEmbedSoftware,
+      !ExifQueueEdit(document, PendingSet, IfdPrimary, TagSoftware, TypeAscii, sizeof kEmbedSoftware,
                      kEmbedSoftware))
     return 0;
   return 1;
@@ -180,14 +178,14 @@ int NewDocumentFor(const std::string& path, ExifDocumentPtr& document, std::vect
   const uint32_t resolution[2] = {72, 1};
   const uint16_t inches = 2;
   const uint8_t components[4] = {1, 2, 3, 0};
-  int ok = ExifPutTag(document.get(), IfdPrimary, 282, TypeRational, 1, resolution) &&
-           ExifPutTag(document.get(), IfdPrimary, 283, TypeRational, 1, resolution) &&
-           ExifPutTag(document.get(), IfdPrimary, 296, TypeShort, 1, &inches) &&
-           ExifPutTag(document.get(), IfdPrimary, 305, TypeAscii, sizeof kEmbedSoftware, kEmbedSoftware) &&
-           ExifPutTag(document.get(), IfdExif, 36864, TypeUndefined, 4, "0210") &&
-           ExifPutTag(document.get(), IfdExif, 37121, TypeUndefined, 4, components) &&
-           ExifPutTag(document.get(), IfdExif, 40962, TypeLong, 1, &width) &&
-           ExifPutTag(document.get(), IfdExif, 40963, TypeLong, 1, &height);
+  int ok = ExifPutTag(document.get(), IfdPrimary, TagXResolution, TypeRational, 1, resolution) &&
+           ExifPutTag(document.get(), IfdPrimary, TagYResolution, TypeRational, 1, resolution) &&
+           ExifPutTag(document.get(), IfdPrimary, TagResolutionUnit, TypeShort, 1, &inches) &&
+           ExifPutTag(document.get(), IfdPrimary, TagSoftware, TypeAscii, sizeof kEmbedSoftware, kEmbedSoftware) &&
+           ExifPutTag(document.get(), IfdExif, TagExifVersion, TypeUndefined, 4, "0210") &&
+           ExifPutTag(document.get(), IfdExif, TagComponentsConfiguration, TypeUndefined, 4, components) &&
+           ExifPutTag(document.get(), IfdExif, TagPixelXDimension, TypeLong, 1, &width) &&
+           ExifPutTag(document.get(), IfdExif, TagPixelYDimension, TypeLong, 1, &height);
   ok = ok && ExifSetThumbnail(document.get(), thumbnail.data(), uint32_t(thumbnail.size()), 0);
   return ok ? 1 : 0;
 }
@@ -195,8 +193,8 @@ int NewDocumentFor(const std::string& path, ExifDocumentPtr& document, std::vect
 }  // namespace
 
 int EmbedHeaderTags(const EmbedJob& job, ExifDocument* document, CameraDataFile* dataFile) {
-  if (!QueueHeaderText(document, kTagMake, job.maker)) return 0;
-  if (!QueueHeaderText(document, kTagModel, job.camera)) return 0;
+  if (!QueueHeaderText(document, TagMake, job.maker)) return 0;
+  if (!QueueHeaderText(document, TagModel, job.camera)) return 0;
   if (job.film.empty()) return 1;
   return CameraDataFileAddHeader(dataFile, TagFilmName, TypeAscii, uint32_t(job.film.size() + 1), job.film.c_str());
 }
@@ -218,7 +216,7 @@ int EmbedOne(const EmbedJob& job, const std::string& sourcePath, const std::stri
     return 0;
   }
   if (!QueueFrame(job, document.get(), dataFile, flags, result)) return 0;
-  const int saved = ExifSaveFile(sourcePath, destinationPath, document.get(), prompt, 1);
+  const int saved = ExifSaveFile(sourcePath, destinationPath, document.get(), prompt, SaveMode::PendingEdits);
   ExifCloseMakerNote(document.get());
   return saved == SaveWritten ? 1 : 0;
 }

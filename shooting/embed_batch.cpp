@@ -12,19 +12,6 @@
 
 namespace {
 
-enum : uint32_t {
-  kMessageRunFailed = 5,
-  kMessageDataUnreadable = 46,
-  kMessageNoJpegPath = 47,
-  kMessageDone = 51,
-  kMessageNoDataFile = 52,
-  kMessageDataParse = 73,
-  kMessageNoJpegs = 74,
-  kMessageCountMismatch = 75,
-  kTitleProduct = 1000,
-  kTitleError = 1001,
-};
-
 // The version text a confirmed notice stores, so it returns with each new version.
 constexpr const char* kNoticeVersion = kTavexonVersion;
 
@@ -34,12 +21,12 @@ void ShowMessage(const EmbedProgress* progress, uint32_t messageId, const char* 
   question.text = text ? text : "";
   question.titleId = titleId;
   question.buttons = PromptButtonsOk;
-  question.icon = titleId == kTitleError ? PromptIconError : PromptIconInformation;
+  question.icon = titleId == MsgTitleError ? PromptIconError : PromptIconInformation;
   PromptAsk(progress ? progress->prompt : nullptr, question);
 }
 
 void ShowError(const EmbedProgress* progress, uint32_t messageId, const char* text = nullptr) {
-  ShowMessage(progress, messageId, text ? text : MessageText(messageId), kTitleError);
+  ShowMessage(progress, messageId, text ? text : MessageText(messageId), MsgTitleError);
 }
 
 // A run that stopped before its first file: the code it pushed, no file reached.
@@ -102,24 +89,24 @@ EmbedResult EmbedBatch(const std::string& maker, const std::string& camera, cons
   job.film = EmbedText(film);
   job.dataFile = CameraDataFileCreate(dataFilePath.c_str());
   if (!job.dataFile) {  // the reason is on the error stack
-    ShowError(progress, kMessageDataParse);
+    ShowError(progress, MsgDataParse);
     return Refused();
   }
   if (CameraDataFileRead(job.dataFile.get(), dataType) != 1) {
-    ShowError(progress, kMessageDataParse);
+    ShowError(progress, MsgDataParse);
     return Refused();
   }
   job.jpegFiles = FileListCreate();
   const int files = EmbedListJpegs(jpegPattern, *job.jpegFiles);
   if (files <= 0) {
     ErrorPushSystem(ErrFileOpen, 0, jpegPattern);
-    ShowError(progress, kMessageNoJpegs);
+    ShowError(progress, MsgNoJpegs);
     return Refused();
   }
   const uint32_t frames = CameraDataFileFrameCount(job.dataFile.get());
   if (frames != uint32_t(files)) {
     ErrorPush(ErrInvalidArgument);
-    ShowError(progress, kMessageCountMismatch, MessageFormat(kMessageCountMismatch, int(frames), files));
+    ShowError(progress, MsgCountMismatch, MessageFormat(MsgCountMismatch, int(frames), files));
     return Refused();
   }
   return EmbedAll(job, progress, flags);
@@ -142,15 +129,15 @@ EmbedFlags EmbedFlagsOf(const EmbedRequest& request) {
 
 EmbedResult EmbedRun(const EmbedRequest& request, const EmbedProgress* progress) {
   if (request.dataFilePath.empty()) {
-    ShowError(progress, kMessageNoDataFile);
+    ShowError(progress, MsgNoDataFile);
     return Refused();
   }
   if (!PathIsFile(request.dataFilePath) || !std::ifstream(request.dataFilePath, std::ios::binary)) {
-    ShowError(progress, kMessageDataUnreadable, MessageFormat(kMessageDataUnreadable, request.dataFilePath.c_str()));
+    ShowError(progress, MsgFileUnreadable, MessageFormat(MsgFileUnreadable, request.dataFilePath.c_str()));
     return Refused();
   }
   if (request.jpegPath.empty()) {
-    ShowError(progress, kMessageNoJpegPath);
+    ShowError(progress, MsgNoJpegFolder);
     return Refused();
   }
   const uint32_t dataType = request.dataType < 0 ? 0 : uint32_t(request.dataType);
@@ -158,9 +145,9 @@ EmbedResult EmbedRun(const EmbedRequest& request, const EmbedProgress* progress)
                               EmbedJpegPattern(request.jpegPath), progress,
                               EmbedFlagsOf(request));
   if (done.ok == 1)
-    ShowMessage(progress, kMessageDone, MessageText(kMessageDone), kTitleProduct);
+    ShowMessage(progress, MsgDone, MessageText(MsgDone), MsgTitleProduct);
   else
-    ShowError(progress, kMessageRunFailed);
+    ShowError(progress, MsgExifError);
   StoreHistory("MAKER", EmbedText(request.maker));
   StoreHistory("CAMERA", EmbedText(request.camera));
   StoreHistory("FILM", EmbedText(request.film));

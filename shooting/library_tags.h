@@ -9,16 +9,8 @@
 #include <vector>
 
 #include "exif/exif_document.h"
+#include "exif/tags.h"
 #include "shooting/camera_data_file.h"
-
-enum LibraryTag : uint16_t {
-  TagImageDescription = 270,
-  TagExifVersion = 36864,
-  TagUserComment = 37510,
-  TagLensSpecification = 42034,
-  TagLensMake = 42035,
-  TagLensModel = 42036,
-};
 
 // Fills list with the lens tags of a frame: LensSpecification from the focal lengths and widest
 // apertures (an aperture the data lacks is 0/0, the unknown value), LensModel from the lens

@@ -6,8 +6,15 @@
 
 namespace {
 
-// Type masks by layout: 0 "F6 詳細", 1 "F6 簡易", 2 "F5 A", 3 "F5 B", 4 "F5 C", 5 "F5 D",
-// 6 "F100 詳細", 7 "F100 簡易".
+// Type mask bits, one per data type (layout) of the file.
+constexpr uint32_t kF6Detail = 1u << 0;    // "F6 詳細"
+constexpr uint32_t kF6Simple = 1u << 1;    // "F6 簡易"
+constexpr uint32_t kF5A = 1u << 2;         // "F5 A"
+constexpr uint32_t kF5B = 1u << 3;         // "F5 B"
+constexpr uint32_t kF5C = 1u << 4;         // "F5 C"
+constexpr uint32_t kF5D = 1u << 5;         // "F5 D"
+constexpr uint32_t kF100Detail = 1u << 6;  // "F100 詳細"
+constexpr uint32_t kF100Simple = 1u << 7;  // "F100 簡易"
 constexpr uint32_t kAllTypes = 255;
 
 }  // namespace
@@ -15,33 +22,33 @@ constexpr uint32_t kAllTypes = 255;
 // Line 2 of the file.
 extern const std::array<ShootingField, kHeaderFieldCount> kHeaderFields;
 constexpr std::array<ShootingField, kHeaderFieldCount> kHeaderFields{{
-    {TagFilmSpeed, "Film speed", kAllTypes, 34855, TypeShort, 2, TypeShort},
-    {TagFilmNumber, "Film number", kAllTypes, 0, 0, 0, 0},
-    {TagCameraId, "Camera ID", 63, 0, 0, 0, 0},
-    {TagFilmName, "Film Name", kAllTypes, 0, 0, 0, 0},
+    {TagFilmSpeed, "Film speed", kAllTypes},
+    {TagFilmNumber, "Film number", kAllTypes},
+    {TagCameraId, "Camera ID", kF6Detail | kF6Simple | kF5A | kF5B | kF5C | kF5D},
+    {TagFilmName, "Film Name", kAllTypes},
 }};
 
 // Every line from 4 on, one frame each.
 extern const std::array<ShootingField, kFrameFieldCount> kFrameFields;
 constexpr std::array<ShootingField, kFrameFieldCount> kFrameFields{{
-    {TagFrameNumber, "Frame number", kAllTypes, 0, 0, 0, 0},
-    {TagShutterSpeed, "Shutter speed", kAllTypes, 33434, TypeRational, 0, 0},
-    {TagAperture, "Aperture", kAllTypes, 33437, TypeRational, 0, 0},
-    {TagFocalLength, "Focal length", kAllTypes, 37386, TypeRational, 0, 0},
-    {TagLensMaxAperture, "Lens maximum aperture", 125, 37381, TypeRational, 0, 0},
-    {TagMeteringSystem, "Metering system", 99, 37383, TypeShort, 0, 0},
-    {TagExposureMode, "Exposure mode", 99, 34850, TypeShort, 0, 0},
-    {TagFlashSyncMode, "Flash sync mode", 97, 0, 0, 8, TypeAscii},
-    {TagExposureCompensation, "Exposure compensation value", 99, 37380, TypeRational, 0, 0},
-    {TagEvDifference, "EV difference in Manual", 99, 0, 0, 14, TypeUndefined},
-    {TagFlashCompensation, "Flash exposure compensation value", 65, 0, 0, 23, TypeUndefined},
-    {TagSpeedlightSetting, "Speedlight setting", 193, 37385, TypeShort, 9, TypeAscii},
-    {TagMultipleExposure, "Multiple exposure", kAllTypes, 0, 0, 0, 0},
-    {TagLock, "Lock", 1, 0, 0, 0, 0},
-    {TagVibrationReduction, "Vibration Reduction", 1, 0, 0, 0, 0},
-    {TagShootingDate, "Date(yy/mm/dd)", 59, 36867, TypeAscii, 0, 0},
-    {TagShootingTime, "Time", 57, 36867, TypeAscii, 0, 0},
-    {TagDataImprinting, "Data imprinting", 48, 0, 0, 0, 0},
+    {TagFrameNumber, "Frame number", kAllTypes},
+    {TagShutterSpeed, "Shutter speed", kAllTypes},
+    {TagAperture, "Aperture", kAllTypes},
+    {TagFocalLength, "Focal length", kAllTypes},
+    {TagLensMaxAperture, "Lens maximum aperture", kF6Detail | kF5A | kF5B | kF5C | kF5D | kF100Detail},
+    {TagMeteringSystem, "Metering system", kF6Detail | kF6Simple | kF5D | kF100Detail},
+    {TagExposureMode, "Exposure mode", kF6Detail | kF6Simple | kF5D | kF100Detail},
+    {TagFlashSyncMode, "Flash sync mode", kF6Detail | kF5D | kF100Detail},
+    {TagExposureCompensation, "Exposure compensation value", kF6Detail | kF6Simple | kF5D | kF100Detail},
+    {TagEvDifference, "EV difference in Manual", kF6Detail | kF6Simple | kF5D | kF100Detail},
+    {TagFlashCompensation, "Flash exposure compensation value", kF6Detail | kF100Detail},
+    {TagSpeedlightSetting, "Speedlight setting", kF6Detail | kF100Detail | kF100Simple},
+    {TagMultipleExposure, "Multiple exposure", kAllTypes},
+    {TagLock, "Lock", kF6Detail},
+    {TagVibrationReduction, "Vibration Reduction", kF6Detail},
+    {TagShootingDate, "Date(yy/mm/dd)", kF6Detail | kF6Simple | kF5B | kF5C | kF5D},
+    {TagShootingTime, "Time", kF6Detail | kF5B | kF5C | kF5D},
+    {TagDataImprinting, "Data imprinting", kF5C | kF5D},
 }};
 
 namespace {

@@ -16,10 +16,6 @@ struct ShootingField {
   uint16_t tag;        // the private tag the column's text is stored under
   const char* name;    // the column's title, as the data reader writes it
   uint32_t typeMask;   // bit n set when data type n has this column
-  uint16_t exifTag;    // the Exif counterpart, 0 for none
-  uint16_t exifType;
-  uint16_t makerTag;   // the Nikon MakerNote counterpart, 0 for none
-  uint16_t makerType;
 };
 
 // Private tag numbers of the columns.

@@ -8,26 +8,12 @@
 
 #include "exif/apex.h"
 #include "exif/tag_parse.h"
+#include "exif/tags.h"
 #include "frame/error_stack.h"
 #include "frame/settings.h"
 #include "shooting/shooting_fields.h"
 
 namespace {
-
-// Exif IFD tags this module sets.
-enum : uint16_t {
-  ExifExposureTime = 33434,
-  ExifFNumber = 33437,
-  ExifExposureProgram = 34850,
-  ExifIsoSpeed = 34855,
-  ExifShutterSpeedValue = 37377,
-  ExifApertureValue = 37378,
-  ExifExposureBias = 37380,
-  ExifMaxApertureValue = 37381,
-  ExifMeteringMode = 37383,
-  ExifFlash = 37385,
-  ExifFocalLength = 37386,
-};
 
 // "YYYY:MM:DD HH:MM:SS" and its terminator.
 constexpr size_t kDateTimeLength = 19;
@@ -88,18 +74,18 @@ int ExifFromShutter(const char* text, ExifConversion& state) {
     time = {1, ExifWholeNumber(text)};
   }
   if (time[0] == 0 || time[1] == 0) return 1;
-  if (!ExifPutRational(state.list, ExifExposureTime, TypeRational, time)) return 0;
+  if (!ExifPutRational(state.list, TagExposureTime, TypeRational, time)) return 0;
   ApexEncode(ApexShutter, time.data());
-  return ExifPutRational(state.list, ExifShutterSpeedValue, TypeSRational, time);
+  return ExifPutRational(state.list, TagShutterSpeedValue, TypeSRational, time);
 }
 
 int ExifFromAperture(const char* text, ExifConversion& state) {
   Rational number{};
   ParseRationalText(ExifFirstDigit(text), number.data());
   if (number[0] == 0 || number[1] == 0) return 1;
-  if (!ExifPutRational(state.list, ExifFNumber, TypeRational, number)) return 0;
+  if (!ExifPutRational(state.list, TagFNumber, TypeRational, number)) return 0;
   ApexEncode(ApexAperture, number.data());
-  return ExifPutRational(state.list, ExifApertureValue, TypeRational, number);
+  return ExifPutRational(state.list, TagApertureValue, TypeRational, number);
 }
 
 // "38(24-120)": the focal length in use stands before the zoom range, and the reader stops
@@ -107,7 +93,7 @@ int ExifFromAperture(const char* text, ExifConversion& state) {
 int ExifFromFocalLength(const char* text, ExifConversion& state) {
   Rational length{};
   ParseRationalText(text, length.data());
-  return ExifPutRational(state.list, ExifFocalLength, TypeRational, length);
+  return ExifPutRational(state.list, TagExifFocalLength, TypeRational, length);
 }
 
 int ExifFromMaxAperture(const char* text, ExifConversion& state) {
@@ -115,7 +101,7 @@ int ExifFromMaxAperture(const char* text, ExifConversion& state) {
   ParseRationalText(ExifFirstDigit(text), number.data());
   if (number[0] == 0 || number[1] == 0) return 1;
   ApexEncode(ApexAperture, number.data());
-  return ExifPutRational(state.list, ExifMaxApertureValue, TypeRational, number);
+  return ExifPutRational(state.list, TagMaxApertureValue, TypeRational, number);
 }
 
 struct TextValue {
@@ -134,7 +120,7 @@ int ExifFromMetering(const char* text, ExifConversion& state) {
   uint16_t mode = 0;
   for (const TextValue& row : kMeteringModes)
     if (row.text == text) mode = row.value;
-  return ExifPutShort(state.list, ExifMeteringMode, mode);
+  return ExifPutShort(state.list, TagMeteringMode, mode);
 }
 
 struct LetterValue {
@@ -148,13 +134,13 @@ int ExifFromExposureMode(const char* text, ExifConversion& state) {
   uint16_t program = 0;
   for (const LetterValue& row : kExposurePrograms)
     if (row.letter == text[0]) program = row.program;
-  return ExifPutShort(state.list, ExifExposureProgram, program);
+  return ExifPutShort(state.list, TagExposureProgram, program);
 }
 
 int ExifFromCompensation(const char* text, ExifConversion& state) {
   Rational bias{};
   ParseRationalText(text, bias.data());
-  return ExifPutRational(state.list, ExifExposureBias, TypeSRational, bias);
+  return ExifPutRational(state.list, TagExposureBiasValue, TypeSRational, bias);
 }
 
 int ExifFromSpeedlight(const char* text, ExifConversion& state) {
@@ -166,7 +152,7 @@ int ExifFromSpeedlight(const char* text, ExifConversion& state) {
   // Only an attached speedlight says the flash fired: the F6 records "non-TTL auto flash" for
   // frames shot without one, so with flashOmit the tag stays out unless a speedlight was on.
   if (state.options.flashOmit && setting.find("Optional speedlight") == setting.npos) return 1;
-  return ExifPutShort(state.list, ExifFlash, fired ? 1 : 0);
+  return ExifPutShort(state.list, TagFlash, fired ? 1 : 0);
 }
 
 // Fills the date-time buffer to its 19 characters and sets its colons. With "TIMEPADDING" 1
@@ -222,7 +208,7 @@ const char* ExifEntryText(const TagEntry& entry) { return reinterpret_cast<const
 int ExifFromFilmSpeed(const CameraDataFile* file, TagList* list) {
   const TagEntry* speed = ShootingFieldText(file->header, TagFilmSpeed);
   if (speed == nullptr) return 1;
-  return ExifPutShort(list, ExifIsoSpeed, uint16_t(ExifWholeNumber(ExifEntryText(*speed))));
+  return ExifPutShort(list, TagIsoSpeed, uint16_t(ExifWholeNumber(ExifEntryText(*speed))));
 }
 
 }  // namespace

@@ -8,24 +8,12 @@
 
 #include "exif/tag_parse.h"
 #include "frame/error_stack.h"
+#include "makernote/nikon_tags.h"
 #include "shooting/shooting_convert.h"
 #include "shooting/shooting_fields.h"
 #include "shooting/shooting_to_exif.h"
 
 namespace {
-
-// Nikon main-table tags this module sets.
-enum : uint16_t {
-  NikonIsoSpeed = 2,
-  NikonFlashSync = 8,
-  NikonSpeedlight = 9,
-  NikonEvDifference = 14,
-  NikonIsoSetting = 19,
-  NikonFlashCompensation = 23,
-  NikonLens = 132,
-  NikonFlashUsed = 135,
-  NikonExternalFlash = 168,
-};
 
 // The Nikon note's flash texts: 12 characters, blank padded, and the terminator.
 constexpr uint32_t kNikonFlashTextCount = 13;
@@ -79,7 +67,7 @@ int MakerFromMaxAperture(const char* text, MakerConversion& state) {
     }
   }
   const std::array<uint32_t, 8> lens{state.shortFocal, 1, state.longFocal, 1, wide[0], wide[1], tele[0], tele[1]};
-  return TagListPut(nullptr, state.list, NikonLens, TypeRational, 4, 0, lens.data());
+  return TagListPut(nullptr, state.list, NikonTagLens, TypeRational, 4, 0, lens.data());
 }
 
 struct FlashSyncRow {
@@ -100,7 +88,7 @@ constexpr std::array<FlashSyncRow, 5> kFlashSyncTexts{{
 int MakerFromFlashSync(const char* text, MakerConversion& state) {
   for (const FlashSyncRow& row : kFlashSyncTexts)
     if (MakerHolds(text, row.first) && (row.second.empty() || MakerHolds(text, row.second)))
-      return MakerPutText(state.list, NikonFlashSync, row.nikonText);
+      return MakerPutText(state.list, NikonTagFlashSyncMode, row.nikonText);
   return 1;
 }
 
@@ -129,7 +117,7 @@ int MakerFromEvDifference(const char* text, MakerConversion& state) {
   } else {
     steps += tenths;
   }
-  return MakerPutStep(state.list, NikonEvDifference, text, steps, 12);
+  return MakerPutStep(state.list, NikonTagExposureDifference, text, steps, 12);
 }
 
 // Sixths of an EV for thirds and halves (0.3, 0.5, 0.7), tenths for any other digit.
@@ -139,10 +127,10 @@ int MakerFromFlashCompensation(const char* text, MakerConversion& state) {
   constexpr std::array<int, 10> kSixthsOfTenths{0, -1, -1, 2, -1, 3, -1, 4, -1, -1};
   if (kSixthsOfTenths[size_t(tenths)] >= 0) {
     const int64_t steps = MakerWholePart(value) * 6 + kSixthsOfTenths[size_t(tenths)];
-    return MakerPutStep(state.list, NikonFlashCompensation, text, steps, 6);
+    return MakerPutStep(state.list, NikonTagFlashCompensation, text, steps, 6);
   }
   const int64_t steps = std::fabs(value) < 1e9 ? int64_t(std::fabs(value) * 10.0) : 0;
-  return MakerPutStep(state.list, NikonFlashCompensation, text, steps, 10);
+  return MakerPutStep(state.list, NikonTagFlashCompensation, text, steps, 10);
 }
 
 const char* MakerSpeedlightText(std::string_view setting) {
@@ -156,15 +144,15 @@ const char* MakerSpeedlightText(std::string_view setting) {
 // a non-TTL flash and 2 (i-TTL) otherwise.
 int MakerPutExternalFlash(TagList* list, bool manual) {
   const std::array<uint8_t, 20> record{'0', '1', '0', '0', 1, 54, 2, 4, 1, uint8_t(manual ? 6 : 2)};
-  return TagListPut(nullptr, list, NikonExternalFlash, TypeUndefined, uint32_t(record.size()), 0, record.data());
+  return TagListPut(nullptr, list, NikonTagExternalFlash, TypeUndefined, uint32_t(record.size()), 0, record.data());
 }
 
 int MakerFromSpeedlight(const char* text, MakerConversion& state) {
   const std::string_view setting(text);
-  if (!MakerHolds(setting, "Optional speedlight")) return MakerPutByte(state.list, NikonFlashUsed, 0);
-  if (!MakerPutText(state.list, NikonSpeedlight, MakerSpeedlightText(setting))) return 0;
+  if (!MakerHolds(setting, "Optional speedlight")) return MakerPutByte(state.list, NikonTagFlashUsed, 0);
+  if (!MakerPutText(state.list, NikonTagFlashType, MakerSpeedlightText(setting))) return 0;
   if (!MakerPutExternalFlash(state.list, MakerHolds(setting, "non-TTL auto flash"))) return 0;
-  return MakerPutByte(state.list, NikonFlashUsed, 7);
+  return MakerPutByte(state.list, NikonTagFlashUsed, 7);
 }
 
 using MakerRule = int (*)(const char* text, MakerConversion& state);
@@ -194,8 +182,8 @@ int MakerFromFilmSpeed(const CameraDataFile* file, TagList* list) {
   const TagEntry* speed = ShootingFieldText(file->header, TagFilmSpeed);
   if (speed == nullptr) return 1;
   const std::array<uint16_t, 2> iso{0, uint16_t(MakerWholeNumber(MakerEntryText(*speed)))};
-  return TagListPut(nullptr, list, NikonIsoSpeed, TypeShort, 2, 0, iso.data()) &&
-         TagListPut(nullptr, list, NikonIsoSetting, TypeShort, 2, 0, iso.data());
+  return TagListPut(nullptr, list, NikonTagIsoSpeed, TypeShort, 2, 0, iso.data()) &&
+         TagListPut(nullptr, list, NikonTagIsoSetting, TypeShort, 2, 0, iso.data());
 }
 
 }  // namespace
@@ -223,5 +211,5 @@ int ShootingRecordToMakerNote(const CameraDataFile* file, uint32_t frame, ExifDo
   }
   TagList list;
   if (!ShootingRecordToMakerNote(file, frame, &list)) return 0;
-  return ShootingQueueList(document, kNikonMainTableKind, list);
+  return ShootingQueueList(document, kNikonMainKind, list);
 }

@@ -6,15 +6,13 @@
 
 #include "exif/exif_document.h"
 #include "exif/makernote_handler.h"
+#include "makernote/nikon.h"
 #include "shooting/camera_data_file.h"
-
-// The Nikon note's main table as an IfdKind: the family in the high 16 bits, table 257 low.
-constexpr uint32_t kNikonMainTableKind = FamilyNikon | 257;
 
 // Fills list with the Nikon main-table entries of frame `frame` and sorts it. Returns 1, or
 // 0 with the failure of the tag operation that stopped it.
 int ShootingRecordToMakerNote(const CameraDataFile* file, uint32_t frame, TagList* list);
 
-// The same entries, queued on the document as edits of kind kNikonMainTableKind. No handler
+// The same entries, queued on the document as edits of kind kNikonMainKind. No handler
 // need be open: the edits wait for the save.
 int ShootingRecordToMakerNote(const CameraDataFile* file, uint32_t frame, ExifDocument* document);

@@ -5,6 +5,7 @@
 
 #include "exif/exif_reader.h"
 #include "exif/tag_catalogue.h"
+#include "exif/tags.h"
 #include "exif/value_format.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
@@ -12,16 +13,12 @@
 
 namespace {
 
-constexpr uint16_t kTagFocalLength = 37386;
-constexpr uint16_t kTagFocalLength35 = 41989;
-constexpr uint16_t kTagDateTime = 306;
-constexpr uint16_t kTagDateTimeDigitized = 36868;
 constexpr uint32_t kTextLimit = 32;
 constexpr uint32_t kLensRoom = 128;
 
 bool IsDateTag(int32_t ifd, uint16_t tag) {
-  return (tag == kTagDateTime && (ifd == IfdPrimary || ifd == IfdThumbnail)) ||
-         (ifd == IfdExif && (tag == TagDateTimeOriginal || tag == kTagDateTimeDigitized));
+  return (tag == TagDateTime && (ifd == IfdPrimary || ifd == IfdThumbnail)) ||
+         (ifd == IfdExif && (tag == TagDateTimeOriginal || tag == TagDateTimeDigitized));
 }
 
 int Sign(long double difference) { return difference < 0 ? -1 : difference > 0 ? 1 : 0; }
@@ -136,11 +133,11 @@ int ClassifyValueOf(ExifDocument* document, const ClassifyKey& key, const Classi
   const TagEntry* entry = ExifFindTag(document, uint32_t(key.ifd), key.tag);
   if (entry == nullptr) return 0;
   TagEntry copy = *entry;
-  if (copy.tag == kTagFocalLength35 && key.ifd == IfdExif && copy.type == TypeShort && options.focalFormat == 2) {
+  if (copy.tag == TagFocalLengthIn35mmFilm && key.ifd == IfdExif && copy.type == TypeShort && options.focalFormat == 2) {
     const uint16_t cut = uint16_t(copy.U16() / 10 * 10);
     std::memcpy(copy.Data(), &cut, 2);
   }
-  if (copy.tag == kTagFocalLength && key.ifd == IfdExif && copy.type == TypeRational && options.focalFormat == 2 &&
+  if (copy.tag == TagExifFocalLength && key.ifd == IfdExif && copy.type == TypeRational && options.focalFormat == 2 &&
       copy.ValueSize() >= 8) {
     const uint32_t words[2] = {copy.U32(1) == 0 ? 0 : copy.U32(0) / copy.U32(1) / 10 * 10, 1};
     std::memcpy(copy.Data(), words, 8);

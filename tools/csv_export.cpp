@@ -13,14 +13,6 @@
 
 namespace {
 
-enum : uint32_t {
-  kMessageDone = 51,
-  kMessageNothingSelected = 78,
-  kMessageCsvFileError = 93,
-  kTitleProduct = 1000,
-  kTitleError = 1001,
-};
-
 // Texts of the port with no number in the message table: the limits of a CP932 file.
 constexpr const char* kPathNotCp932 = "CP932で表せない文字を含むパスはCSVファイルに書けません。\n%s";
 constexpr const char* kValueNotUtf8 =
@@ -33,7 +25,7 @@ void Tell(const Prompt* prompt, uint32_t messageId, const std::string& text, uin
   question.messageId = messageId;
   question.text = text.c_str();
   question.titleId = titleId;
-  question.icon = titleId == kTitleProduct ? PromptIconInformation : PromptIconError;
+  question.icon = titleId == MsgTitleProduct ? PromptIconInformation : PromptIconError;
   PromptAsk(prompt, question);
 }
 
@@ -105,18 +97,18 @@ int CsvExportRun(const FileList& files, const TagSelection& selection, const std
   if (!summary) summary = &local;
   *summary = CsvExportSummary{};
   if (selection.empty()) {
-    Tell(prompt, kMessageNothingSelected, MessageText(kMessageNothingSelected), 1003);
+    Tell(prompt, MsgNothingSelected, MessageText(MsgNothingSelected), MsgTitleInput);
     return 0;
   }
   std::vector<std::pair<std::string, std::string>> paths;
   std::string badPath;
   if (!CollectFiles(files, &paths, &badPath)) {
-    Tell(prompt, 0, WithPath(kPathNotCp932, badPath), kTitleError);
+    Tell(prompt, 0, WithPath(kPathNotCp932, badPath), MsgTitleError);
     return 0;
   }
   CsvWriter writer;
   if (!CsvWriterOpen(&writer, outputPath, kCsvRowCapacity, 1, options.encoding)) {
-    Tell(prompt, kMessageCsvFileError, MessageText(kMessageCsvFileError), kTitleError);
+    Tell(prompt, MsgCsvFileError, MessageText(MsgCsvFileError), MsgTitleError);
     return 0;
   }
   if (runFlag) runFlag->store(1);
@@ -136,11 +128,11 @@ int CsvExportRun(const FileList& files, const TagSelection& selection, const std
   const bool unconvertible = writer.failed && writer.file && !std::ferror(writer.file);
   if (!CsvWriterClose(&writer)) {
     if (unconvertible)
-      Tell(prompt, 0, WithPath(kValueNotUtf8, failedPath), kTitleError);
+      Tell(prompt, 0, WithPath(kValueNotUtf8, failedPath), MsgTitleError);
     else
-      Tell(prompt, kMessageCsvFileError, MessageText(kMessageCsvFileError), kTitleError);
+      Tell(prompt, MsgCsvFileError, MessageText(MsgCsvFileError), MsgTitleError);
     return 0;
   }
-  Tell(prompt, kMessageDone, MessageText(kMessageDone), kTitleProduct);
+  Tell(prompt, MsgDone, MessageText(MsgDone), MsgTitleProduct);
   return 1;
 }

@@ -17,25 +17,6 @@
 
 namespace {
 
-enum : uint32_t {
-  kMessageMakerNote = 42,
-  kMessageDone = 51,
-  kMessageExists = 58,
-  kMessageFileMissing = 66,
-  kMessageNothingSelected = 78,
-  kMessageReadFailed = 85,
-  kMessageBadCell = 104,
-  kMessageCellCount = 105,
-  kMessageRowFailed = 106,
-  kMessageRowFileMissing = 107,
-  kMessageBadStartRow = 108,
-  kMessageAnalysisFailed = 109,
-  kMessageNoInput = 111,
-  kTitleProduct = 1000,
-  kTitleError = 1001,
-  kTitleInput = 1003,
-};
-
 constexpr int kRunAbort = 2;
 constexpr size_t kShownValueMax = 32;  // a value this long or longer is shown cut
 constexpr size_t kShownValueCut = 28;
@@ -99,13 +80,13 @@ std::string ShownValue(const std::string& value) {
 int CheckRow(const CsvRow& row, int rowNumber, const TagSelection& selection, const Prompt* prompt,
              std::vector<char>* buffer) {
   if (row.cells.size() != selection.size() + 1) {
-    Ask(prompt, kMessageCellCount, MessageFormat(kMessageCellCount, rowNumber), kTitleError);
+    Ask(prompt, MsgCsvCellCount, MessageFormat(MsgCsvCellCount, rowNumber), MsgTitleError);
     return 0;
   }
   const std::string path = NativePath(row.cells[0]);
   if (!IsRegularFile(path)) {
-    Ask(prompt, kMessageRowFileMissing, MessageFormat(kMessageRowFileMissing, rowNumber, row.cells[0].c_str()),
-        kTitleInput);
+    Ask(prompt, MsgCsvRowFileMissing, MessageFormat(MsgCsvRowFileMissing, rowNumber, row.cells[0].c_str()),
+        MsgTitleInput);
     return 0;
   }
   RowDocument current;
@@ -114,16 +95,16 @@ int CheckRow(const CsvRow& row, int rowNumber, const TagSelection& selection, co
     const std::string& cell = row.cells[i + 1];
     const int count = row.inexact[i + 1] ? -1 : CsvCellParse(selection[i].type, cell, ",", &values);
     if (count == -2) {
-      Ask(prompt, kMessageMakerNote, MessageText(kMessageMakerNote), kTitleError);
+      Ask(prompt, MsgProcessError, MessageText(MsgProcessError), MsgTitleError);
       return 0;
     }
     // A value the file already holds passes even where the column's type would not read it
     // (a file that stores a tag in another type, or text that is no CP932): it is not written.
     if (count >= 0 || CellUnchanged(current.Get(path), selection[i], cell, buffer)) continue;
     const std::string shown = ShownValue(cell);
-    Ask(prompt, kMessageBadCell,
-        MessageFormat(kMessageBadCell, rowNumber, int(i + 2), ExifTypeName(selection[i].type), shown.c_str()),
-        kTitleInput);
+    Ask(prompt, MsgCsvBadCell,
+        MessageFormat(MsgCsvBadCell, rowNumber, int(i + 2), ExifTypeName(selection[i].type), shown.c_str()),
+        MsgTitleInput);
     return 0;
   }
   return 1;
@@ -165,15 +146,16 @@ int ApplyRow(const CsvRow& row, int rowNumber, const TagSelection& selection, co
   const uint32_t status = ExifCheckFile(change.path, document);
   ErrorClear();
   if (!document || (status & StatusJpeg) == 0 || (status & StatusMakerNoteFailed) != 0) {
-    Ask(prompt, kMessageReadFailed, std::string(MessageText(kMessageReadFailed)) + "\n" + row.cells[0], kTitleError);
+    Ask(prompt, MsgParseError, std::string(MessageText(MsgParseError)) + "\n" + row.cells[0], MsgTitleError);
     return RowFailed;
   }
   ExifDiscardEdits(document.get());
   if (!QueueRow(document.get(), row, selection, &change, buffer)) return RowFailed;
   const bool inPlace = change.output == change.path;
   if (!options.dryRun && !inPlace && std::filesystem::exists(change.output)) {
-    const PromptAnswer answer = Ask(prompt, kMessageExists, Cp932FromUtf8(change.output) + "\n" + MessageText(kMessageExists),
-                                    kTitleProduct, PromptButtonsYesNoCancel, PromptIconQuestion);
+    const PromptAnswer answer =
+        Ask(prompt, MsgOverwrite, Cp932FromUtf8(change.output) + "\n" + MessageText(MsgOverwrite), MsgTitleProduct,
+            PromptButtonsYesNoCancel, PromptIconQuestion);
     if (answer == PromptAnswerCancel) return RowEndRun;
     if (answer != PromptAnswerYes) {
       report->files.push_back(std::move(change));
@@ -184,7 +166,7 @@ int ApplyRow(const CsvRow& row, int rowNumber, const TagSelection& selection, co
     report->files.push_back(std::move(change));
     return RowDone;
   }
-  const int saved = ExifSaveFile(change.path, change.output, document.get(), prompt, 1);
+  const int saved = ExifSaveFile(change.path, change.output, document.get(), prompt, SaveMode::PendingEdits);
   ErrorClear();
   if (saved == SaveCancelled) return RowEndRun;
   if (saved != SaveWritten) return RowFailed;
@@ -231,11 +213,11 @@ int CsvImportRun(const std::string& csvPath, const TagSelection& storedSelection
   if (!report) report = &local;
   *report = CsvImportReport{};
   if (csvPath.empty()) {
-    Ask(prompt, kMessageNoInput, MessageText(kMessageNoInput), kTitleInput);
+    Ask(prompt, MsgNoInputFile, MessageText(MsgNoInputFile), MsgTitleInput);
     return CsvImportFailed;
   }
   if (!IsRegularFile(csvPath)) {
-    Ask(prompt, kMessageFileMissing, MessageText(kMessageFileMissing), kTitleInput);
+    Ask(prompt, MsgFileMissing, MessageText(MsgFileMissing), MsgTitleInput);
     return CsvImportFailed;
   }
   CsvReader reader;
@@ -243,17 +225,17 @@ int CsvImportRun(const std::string& csvPath, const TagSelection& storedSelection
   int firstDataRow = 0;
   if (!CsvReaderOpen(&reader, csvPath)) return CsvImportFailed;
   if (!CsvImportAnalyse(reader, &fileList, &firstDataRow)) {
-    Ask(prompt, kMessageAnalysisFailed, MessageText(kMessageAnalysisFailed), kTitleInput);
+    Ask(prompt, MsgCsvParseFailed, MessageText(MsgCsvParseFailed), MsgTitleInput);
     return CsvImportFailed;
   }
   const TagSelection& selection = fileList.empty() ? storedSelection : fileList;
   if (selection.empty()) {
-    Ask(prompt, kMessageNothingSelected, MessageText(kMessageNothingSelected), kTitleInput);
+    Ask(prompt, MsgNothingSelected, MessageText(MsgNothingSelected), MsgTitleInput);
     return CsvImportFailed;
   }
   const int startRow = options.startRow > 0 ? options.startRow : firstDataRow;
   if (startRow <= 0) {
-    Ask(prompt, kMessageBadStartRow, MessageText(kMessageBadStartRow), kTitleInput);
+    Ask(prompt, MsgBadStartRow, MessageText(MsgBadStartRow), MsgTitleInput);
     return CsvImportFailed;
   }
   std::vector<char> buffer(kCsvValueBufferSize);
@@ -277,13 +259,12 @@ int CsvImportRun(const std::string& csvPath, const TagSelection& storedSelection
       break;
     }
     result = row == RowDone ? CsvImportDone : CsvImportFailed;
-    if (row == RowFailed &&
-        Ask(prompt, kMessageRowFailed, MessageFormat(kMessageRowFailed, int(r + 1)), kTitleError, PromptButtonsYesNo) ==
-            PromptAnswerYes)
+    if (row == RowFailed && Ask(prompt, MsgCsvRowFailed, MessageFormat(MsgCsvRowFailed, int(r + 1)), MsgTitleError,
+                                PromptButtonsYesNo) == PromptAnswerYes)
       break;
   }
   if (runFlag) runFlag->store(0);
-  if (result != CsvImportFailed) Ask(prompt, kMessageDone, MessageText(kMessageDone), kTitleProduct, PromptButtonsOk,
-                                     PromptIconInformation);
+  if (result != CsvImportFailed)
+    Ask(prompt, MsgDone, MessageText(MsgDone), MsgTitleProduct, PromptButtonsOk, PromptIconInformation);
   return result;
 }

@@ -9,6 +9,7 @@
 #include "exif/exif_reader.h"
 #include "exif/exif_writer.h"
 #include "exif/jpeg_file.h"
+#include "exif/tags.h"
 #include "frame/error_stack.h"
 #include "frame/message_table.h"
 #include "frame/settings.h"
@@ -19,10 +20,6 @@ namespace {
 
 constexpr uint32_t kDateTextSize = 20;
 constexpr std::size_t kDateWorkers = 64;  // files written at once  // "YYYY:MM:DD HH:MM:SS" and its NUL
-constexpr uint16_t kTagDateTimeDigitized = 36868;
-constexpr uint16_t kTagDateTime = 306;
-
-enum : uint32_t { kMessageConfirmDate = 91, kMessageGoOn = 92, kMessageChooseOption = 96, kMessageNotUpdated = 121 };
 
 // The file's 36867 when it can be updated: present with 20 bytes or more.
 const TagEntry* CaptureDateTag(ExifDocument* document) {
@@ -95,14 +92,14 @@ int DateUpdateFile(const std::string& path, const DateUpdateSettings& settings, 
   report->newText = DateUpdateText(report->oldText.c_str(), report->oldText.size(), settings);
   ExifDiscardEdits(document.get());
   QueueDate(document.get(), IfdExif, TagDateTimeOriginal, report->newText);
-  if (settings.alsoTags & kDateAlsoDigitized) QueueAlsoDate(document.get(), IfdExif, kTagDateTimeDigitized, report->newText);
-  if (settings.alsoTags & kDateAlsoModified) QueueAlsoDate(document.get(), IfdPrimary, kTagDateTime, report->newText);
+  if (settings.alsoTags & kDateAlsoDigitized) QueueAlsoDate(document.get(), IfdExif, TagDateTimeDigitized, report->newText);
+  if (settings.alsoTags & kDateAlsoModified) QueueAlsoDate(document.get(), IfdPrimary, TagDateTime, report->newText);
   const int editClass = ExifClassifyEdits(document.get());
   // Only the in-place road is taken: a date never moves any other byte of the file. A text
   // that would need a rebuild (a date tag of odd size) leaves the file as it is, and says so.
   if (editClass == EditsRebuild) return report->outcome = kDateNotInPlace;
   if (settings.dryRun) return report->outcome = kDateUpdated;
-  if (editClass == EditsInPlace && ExifSaveFile(path, path, document.get(), prompt, 1) != SaveWritten)
+  if (editClass == EditsInPlace && ExifSaveFile(path, path, document.get(), prompt, SaveMode::PendingEdits) != SaveWritten)
     return report->outcome = kDateFailed;
   // The save sets the times itself; an unchanged text still resets them, as a restore does.
   if (editClass == EditsNone) FileSetTimeFromDate(path, report->newText.c_str());
@@ -118,8 +115,8 @@ bool CountOutcome(const DateFileReport& report, const Prompt* prompt, DateRunRes
   if (report.outcome == kDateSkipped || report.outcome == kDateNotInPlace) ++result->skipped;
   if (report.outcome != kDateFailed) return true;
   ++result->failed;
-  const char* text = MessageFormat(kMessageGoOn, report.path.c_str());
-  PromptQuestion question{kMessageGoOn, text, 1001, PromptButtonsYesNo, PromptIconError};
+  const char* text = MessageFormat(MsgGoOn, report.path.c_str());
+  PromptQuestion question{MsgGoOn, text, MsgTitleError, PromptButtonsYesNo, PromptIconError};
   return PromptAsk(prompt, question) == PromptAnswerYes;
 }
 }  // namespace
@@ -128,12 +125,12 @@ int DateUpdateRun(const FileList& files, const DateUpdateSettings& settings, con
                   const Prompt* prompt, RunFlag* runFlag, DateRunResult* result, const DateReportHook& onFile) {
   *result = DateRunResult{};
   if (settings.type != kDateTypeShift && settings.type != kDateTypeSet) {
-    result->message = kMessageChooseOption;
+    result->message = MsgChooseDateOption;
     return 0;
   }
   if (settings.type == kDateTypeSet) {
-    const char* text = MessageFormat(kMessageConfirmDate, settings.year, settings.month, settings.day);
-    PromptQuestion question{kMessageConfirmDate, text, 1000, PromptButtonsYesNo, PromptIconQuestion};
+    const char* text = MessageFormat(MsgConfirmDate, settings.year, settings.month, settings.day);
+    PromptQuestion question{MsgConfirmDate, text, MsgTitleProduct, PromptButtonsYesNo, PromptIconQuestion};
     if (PromptAsk(prompt, question) != PromptAnswerYes) return 0;
   }
   if (runFlag != nullptr) runFlag->store(1);
@@ -208,7 +205,7 @@ int FileDateRestoreRun(const FileList& files, bool dryRun, const Progress* progr
     (report.outcome == kDateUpdated ? result->updated : result->failed)++;
   }
   result->aborted = Stopped(runFlag, kDateRestoreAbort);
-  if (result->failed > 0) result->message = kMessageNotUpdated;
+  if (result->failed > 0) result->message = MsgNotUpdated;
   if (runFlag != nullptr) runFlag->store(0);
   return result->failed;
 }

@@ -11,6 +11,7 @@
 #include "exif/value_format.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
+#include "makernote/nikon.h"
 #include "tools/exif_backup.h"
 
 namespace {
@@ -24,9 +25,9 @@ struct DumpSection {
 constexpr DumpSection kSections[] = {
     {IfdPrimary, "●Primary(0th IFD)\r\n", false},
     {IfdExif, "●Exif IFD\r\n", false},
-    {FamilyNikon | 257, "<<Nikon Makernote>>\r\n", true},
-    {FamilyNikon | 258, "<<Nikon Makernote Thumbnail>>\r\n", true},
-    {FamilyNikon | 259, "<<Nikon Makernote Scaner>>\r\n", true},
+    {kNikonMainKind, "<<Nikon Makernote>>\r\n", true},
+    {kNikonThumbnailKind, "<<Nikon Makernote Thumbnail>>\r\n", true},
+    {kNikonScannerKind, "<<Nikon Makernote Scaner>>\r\n", true},
     {IfdInterop, "●Interoperabiliy IFD\r\n", false},
     {IfdGps, "●GPS IFD\r\n", false},
     {IfdThumbnail, "●Thumbnail(1st IFD)\r\n", false},

@@ -22,16 +22,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-enum : uint32_t {
-  kMessageExists = 58,
-  kMessageNoFolder = 64,
-  kMessageSameFolders = 67,
-  kMessageFailed = 82,
-  kMessageDuplicate = 83,
-  kMessageSearchError = 84,
-  kMessageCollision = 97,
-};
-
 std::string Folded(const std::string& path) {
   std::string folded = path;
   for (char& c : folded) c = char(c >= 'A' && c <= 'Z' ? c + 32 : c);
@@ -106,10 +96,10 @@ int RenameCheck(const std::vector<RenameEntry>& entries, const RenameSettings& s
     if (it->second < bestI) bestI = it->second, bestJ = j;
   }
   if (bestI < entries.size()) {
-    const char* text = MessageFormat(kMessageDuplicate, Cp932FromUtf8(entries[bestI].input).c_str(),
-                                     Cp932FromUtf8(entries[bestJ].input).c_str(),
-                                     Cp932FromUtf8(entries[bestI].output).c_str());
-    return Refuse(result, kMessageDuplicate, text);
+    const char* text =
+        MessageFormat(MsgRenameDuplicate, Cp932FromUtf8(entries[bestI].input).c_str(),
+                      Cp932FromUtf8(entries[bestJ].input).c_str(), Cp932FromUtf8(entries[bestI].output).c_str());
+    return Refuse(result, MsgRenameDuplicate, text);
   }
   if (settings.type == kRenameInPlace) {
     std::unordered_map<std::string, std::size_t> inputs;
@@ -117,7 +107,7 @@ int RenameCheck(const std::vector<RenameEntry>& entries, const RenameSettings& s
     // The last entry's new name is not held against the inputs.
     for (std::size_t i = 0; i + 1 < entries.size(); ++i) {
       const auto hit = inputs.find(Folded(entries[i].output));
-      if (hit != inputs.end() && hit->second != i) return Refuse(result, kMessageCollision);
+      if (hit != inputs.end() && hit->second != i) return Refuse(result, MsgRenameCollision);
     }
   }
   // Every question before any file is touched: an existing output is overwritten only with
@@ -128,10 +118,10 @@ int RenameCheck(const std::vector<RenameEntry>& entries, const RenameSettings& s
       continue;
     }
     if (!Exists(entries[i].output)) continue;
-    const std::string text = Cp932FromUtf8(entries[i].output) + MessageText(kMessageExists);
-    PromptQuestion question{kMessageExists, text.c_str(), 1000, PromptButtonsYesNoCancel, PromptIconQuestion};
+    const std::string text = Cp932FromUtf8(entries[i].output) + MessageText(MsgOverwrite);
+    PromptQuestion question{MsgOverwrite, text.c_str(), MsgTitleProduct, PromptButtonsYesNoCancel, PromptIconQuestion};
     const PromptAnswer answer = PromptAsk(prompt, question);
-    if (answer == PromptAnswerCancel) return Refuse(result, kMessageExists, text.c_str());
+    if (answer == PromptAnswerCancel) return Refuse(result, MsgOverwrite, text.c_str());
     (*decisions)[i] = answer == PromptAnswerYes ? kRenameOverwrite : kRenameSkip;
   }
   return 1;
@@ -140,12 +130,12 @@ int RenameCheck(const std::vector<RenameEntry>& entries, const RenameSettings& s
 int RenameRun(const RenameSettings& settings, bool dryRun, const Progress* progress, const Prompt* prompt,
               RunFlag* runFlag, std::vector<RenameEntry>* entries, std::vector<int>* decisions, RenameResult* result) {
   *result = RenameResult{};
-  if (!PathIsFolder(settings.source)) return Refuse(result, kMessageNoFolder);
+  if (!PathIsFolder(settings.source)) return Refuse(result, MsgFolderMissing);
   if (settings.type == kRenameCopy) {
-    if (!PathIsFolder(settings.destination)) return Refuse(result, kMessageNoFolder);
+    if (!PathIsFolder(settings.destination)) return Refuse(result, MsgFolderMissing);
     std::error_code error;
     if (PathSameNoCase(settings.source, settings.destination) || fs::equivalent(settings.source, settings.destination, error))
-      return Refuse(result, kMessageSameFolders);
+      return Refuse(result, MsgSameFolders);
   }
   if (runFlag != nullptr) runFlag->store(1);
   auto finish = [&](int value) {
@@ -154,7 +144,7 @@ int RenameRun(const RenameSettings& settings, bool dryRun, const Progress* progr
   };
   FileList list;
   if (FileListScan(list, settings.source, "jpg", kFileListFiles, settings.subfolders ? 1 : 0) < 0)
-    return finish(Refuse(result, kMessageSearchError));
+    return finish(Refuse(result, MsgSearchError));
   const std::vector<std::string> inputs = RenameOrder(list, nullptr);
   if (!RenameBuildNames(inputs, settings, progress, entries, result)) return finish(0);
   if (runFlag != nullptr && runFlag->load() == kRenameAbort) return finish((result->aborted = true, 0));
@@ -173,8 +163,8 @@ int RenameRun(const RenameSettings& settings, bool dryRun, const Progress* progr
     const bool done = settings.type == kRenameInPlace ? ApplyInPlace(entry, overwrite) : ApplyCopy(entry, overwrite);
     if (!done) {
       ErrorPushSystem(ErrFileIo, errno, entry.output);  // the system's reason beside the message
-      const char* text = MessageFormat(kMessageFailed, Cp932FromUtf8(entry.input).c_str(), Cp932FromUtf8(entry.output).c_str());
-      return finish(Refuse(result, kMessageFailed, text));
+      const char* text = MessageFormat(MsgRenameFailed, Cp932FromUtf8(entry.input).c_str(), Cp932FromUtf8(entry.output).c_str());
+      return finish(Refuse(result, MsgRenameFailed, text));
     }
     ++result->renamed;
   }

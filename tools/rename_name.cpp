@@ -9,6 +9,7 @@
 
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
+#include "exif/tags.h"
 #include "exif/value_format.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
@@ -20,10 +21,6 @@
 
 namespace {
 
-enum : uint32_t { kMessageTooLong = 80, kMessageAnalysing = 98 };
-constexpr uint16_t kTagModel = 272;
-constexpr uint16_t kTagDateTime = 306;
-constexpr uint16_t kTagDateTimeDigitized = 36868;
 constexpr std::size_t kNameRoom = 261;
 
 // The date formats of DATEFORMAT, UTF-8 here and CP932 when used.
@@ -55,21 +52,21 @@ std::string KeyName(const char* stem, int number) {
 }
 
 bool IsDateTag(int32_t tag) {
-  return tag == kTagDateTime || tag == TagDateTimeOriginal || tag == kTagDateTimeDigitized;
+  return tag == TagDateTime || tag == TagDateTimeOriginal || tag == TagDateTimeDigitized;
 }
 bool DateTagInItsIfd(int32_t ifd, int32_t tag) {
-  return (tag == kTagDateTime && (ifd == IfdPrimary || ifd == IfdThumbnail)) ||
-         (ifd == IfdExif && (tag == TagDateTimeOriginal || tag == kTagDateTimeDigitized));
+  return (tag == TagDateTime && (ifd == IfdPrimary || ifd == IfdThumbnail)) ||
+         (ifd == IfdExif && (tag == TagDateTimeOriginal || tag == TagDateTimeDigitized));
 }
 
 // One key's value. Returns 1 (a value or nothing), 0 for the failure of a key that cannot give
 // a value, -1 when the value does not fit the room.
 int KeyValue(ExifDocument* document, const RenameKey& key, const RenameSettings& settings, std::string* value) {
   value->clear();
-  if ((key.tag == kTagModel && key.ifd != IfdPrimary) || (IsDateTag(key.tag) && !DateTagInItsIfd(key.ifd, key.tag)))
+  if ((key.tag == TagModel && key.ifd != IfdPrimary) || (IsDateTag(key.tag) && !DateTagInItsIfd(key.ifd, key.tag)))
     return 0;  // the caller repeats the previous key's result
   const TagEntry* entry = ExifFindTag(document, uint32_t(key.ifd), uint16_t(key.tag));
-  if (key.tag == kTagModel) {
+  if (key.tag == TagModel) {
     if (entry == nullptr || entry->type != TypeAscii) return 1;
     std::string text(reinterpret_cast<const char*>(entry->Data()), strnlen(reinterpret_cast<const char*>(entry->Data()), entry->count));
     while (!text.empty() && text.back() == ' ') text.pop_back();
@@ -260,8 +257,8 @@ int RenameBuildNames(const std::vector<std::string>& inputs, const RenameSetting
     RenameSanitise(name, &clean, kNameRoom, settings.invalidChar, true);  // its own failure is not consulted
     clean += ".jpg";
     if (!fits || folderBytes + clean.size() > kRenamePathMax) {
-      result->message = kMessageTooLong;
-      result->text = MessageText(kMessageTooLong);
+      result->message = MsgNameTooLong;
+      result->text = MessageText(MsgNameTooLong);
       return 0;
     }
     entries->push_back({input, PathJoin(folder, Utf8FromCp932(clean)), clean});

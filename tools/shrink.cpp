@@ -20,20 +20,6 @@ namespace {
 
 constexpr const char* kSection = "FILE";
 
-// Message numbers of the batch.
-enum ShrinkMessage : uint32_t {
-  MsgFolderNotMade = 57,
-  MsgOverwrite = 58,
-  MsgCannotOverwrite = 59,
-  MsgUnsupported = 60,
-  MsgWriteFailed = 61,
-  MsgNoInput = 63,
-  MsgFolderMissing = 64,
-  MsgNoOutput = 65,
-  MsgSameFolders = 67,
-  MsgBadValue = 68,
-};
-
 PromptAnswer Ask(const Prompt* prompt, uint32_t id, uint32_t title, PromptButtons buttons) {
   PromptQuestion question;
   question.messageId = id;
@@ -98,10 +84,10 @@ float ShrinkPercentFactor(const std::string& text) {
 }
 
 uint32_t ShrinkCheck(const ShrinkSettings& s) {
-  if (s.inputFolder.empty()) return MsgNoInput;
+  if (s.inputFolder.empty()) return MsgNoInputFolder;
   std::error_code error;
   if (!fs::is_directory(s.inputFolder, error)) return MsgFolderMissing;
-  if (s.outputFolder.empty()) return MsgNoOutput;
+  if (s.outputFolder.empty()) return MsgNoOutputFolder;
   // The same folder, or an output tree inside the input tree (which the scan would walk into).
   const fs::path in = Resolved(s.inputFolder), out = Resolved(s.outputFolder);
   const auto mismatch = std::mismatch(in.begin(), in.end(), out.begin(), out.end());
@@ -156,13 +142,13 @@ ShrinkResult ShrinkBatchRun(const ShrinkSettings& s, const Progress* progress, c
     std::error_code error;
     fs::create_directories(destination.parent_path(), error);
     if (error) {
-      Ask(prompt, MsgFolderNotMade, 1001, PromptButtonsOk);
+      Ask(prompt, MsgFolderNotMade, MsgTitleError, PromptButtonsOk);
       result.messageId = MsgFolderNotMade;
       result.failedPath = destination.string();
       break;
     }
     if (fs::exists(fs::symlink_status(destination, error))) {
-      const PromptAnswer answer = Ask(prompt, MsgOverwrite, 1000, PromptButtonsYesNoCancel);
+      const PromptAnswer answer = Ask(prompt, MsgOverwrite, MsgTitleProduct, PromptButtonsYesNoCancel);
       if (answer == PromptAnswerNo) {
         ++result.skipped;
         continue;
@@ -174,7 +160,7 @@ ShrinkResult ShrinkBatchRun(const ShrinkSettings& s, const Progress* progress, c
       // The old file stays until the new one replaces it: the shrink writes through a
       // temporary file, so nothing is lost if it fails.
       if (::access(destination.c_str(), W_OK) != 0) {
-        Ask(prompt, MsgCannotOverwrite, 1001, PromptButtonsOk);
+        Ask(prompt, MsgCannotOverwrite, MsgTitleError, PromptButtonsOk);
         result.messageId = MsgCannotOverwrite;
         result.failedPath = destination.string();
         break;
@@ -182,7 +168,7 @@ ShrinkResult ShrinkBatchRun(const ShrinkSettings& s, const Progress* progress, c
     }
     int32_t width = 0, height = 0;
     if (JpegProbeSize(entry->path, &width, &height) != 0) {
-      if (Ask(prompt, MsgUnsupported, 1001, PromptButtonsYesNo) == PromptAnswerYes) {
+      if (Ask(prompt, MsgUnsupportedStop, MsgTitleError, PromptButtonsYesNo) == PromptAnswerYes) {
         result.stopped = true;
         result.failedPath = entry->path;
         break;
@@ -192,7 +178,7 @@ ShrinkResult ShrinkBatchRun(const ShrinkSettings& s, const Progress* progress, c
     }
     const float factor = ShrinkFactorFor(s, uint32_t(width), uint32_t(height));
     if (!ShrinkJpegFile(entry->path, destination.string(), factor, s.sharp, s.quality, prompt)) {
-      Ask(prompt, MsgWriteFailed, 1001, PromptButtonsOk);
+      Ask(prompt, MsgWriteFailed, MsgTitleError, PromptButtonsOk);
       result.messageId = MsgWriteFailed;
       result.failedPath = entry->path;
       break;

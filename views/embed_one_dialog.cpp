@@ -10,8 +10,10 @@
 #include <QPushButton>
 #include <algorithm>
 
+#include "exif/tags.h"
 #include "exif/value_format.h"
 #include "frame/combo_history.h"
+#include "frame/message_table.h"
 #include "frame/path.h"
 #include "frame/settings.h"
 #include "kit/kit_dialogs.h"
@@ -24,7 +26,7 @@
 namespace {
 
 // The preview: exposure time, f-number, compensation and focal length, then the date.
-constexpr uint16_t kPreviewTags[] = {33434, 33437, 37380, 37383};
+constexpr uint16_t kPreviewTags[] = {TagExposureTime, TagFNumber, TagExposureBiasValue, TagMeteringMode};
 
 bool IsAscii(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return uint8_t(c) < 128; });
@@ -147,7 +149,7 @@ class EmbedOneForm : public QDialog {
     const std::string maker = KitCp932(maker_->currentText());
     const std::string camera = KitCp932(camera_->currentText());
     if (!IsAscii(maker) || !IsAscii(camera)) {
-      KitMessageBox(this, 7, 1001, PromptButtonsOk, PromptIconWarning);
+      KitMessageBox(this, MsgInputError, MsgTitleError, PromptButtonsOk, PromptIconWarning);
       return;
     }
     const QString chosen = ChooseSaveFile(this, KitPathText(path_), "Jpeg(*.jpg)");
@@ -157,7 +159,7 @@ class EmbedOneForm : public QDialog {
                                  EmbedMakerNote, &prompt);
     data_.reset();
     if (done != 1) {
-      KitMessageBox(this, 9, 1001, PromptButtonsOk, PromptIconError);
+      KitMessageBox(this, MsgUpdateFailed, MsgTitleError, PromptButtonsOk, PromptIconError);
       reject();
       return;
     }
@@ -180,7 +182,7 @@ class EmbedOneForm : public QDialog {
 }  // namespace
 
 int ShowEmbedDialog(QWidget* owner, const std::string& path, std::string* written) {
-  if (EmbedNoticeDue("MSGOK4") && NoticeDialog(owner, KitMessage(44))) EmbedNoticeConfirm("MSGOK4");
+  if (EmbedNoticeDue("MSGOK4") && NoticeDialog(owner, KitMessage(MsgEmbedOneNotice))) EmbedNoticeConfirm("MSGOK4");
   EmbedOneForm form(owner, path);
   CentreOnOwner(&form);
   if (form.exec() != QDialog::Accepted) return 0;

@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "frame/combo_history.h"
+#include "frame/message_table.h"
 #include "frame/settings.h"
 #include "kit/kit_dialogs.h"
 #include "kit/kit_progress.h"
@@ -161,7 +162,7 @@ void EmbedWindow::ApplyOptions() {
 
 void EmbedWindow::PrivateTagsToggled(bool ticked) {
   if (ticked) {
-    if (EmbedNoticeDue("MSGOK2") && NoticeDialog(this, KitMessage(45))) EmbedNoticeConfirm("MSGOK2");
+    if (EmbedNoticeDue("MSGOK2") && NoticeDialog(this, KitMessage(MsgOwnTagsNotice))) EmbedNoticeConfirm("MSGOK2");
     film_->setEnabled(true);
     software_->setChecked(false);
     software_->setEnabled(false);
@@ -184,7 +185,7 @@ void EmbedWindow::showEvent(QShowEvent* event) {
   if (noticeShown_) return;
   noticeShown_ = true;
   QTimer::singleShot(0, this, [this] {
-    if (EmbedNoticeDue("MSGOK1") && NoticeDialog(this, KitMessage(48))) EmbedNoticeConfirm("MSGOK1");
+    if (EmbedNoticeDue("MSGOK1") && NoticeDialog(this, KitMessage(MsgEmbedNotice))) EmbedNoticeConfirm("MSGOK1");
   });
 }
 

@@ -42,13 +42,14 @@ struct ReadFailure {
   uint32_t message;
 };
 constexpr ReadFailure kReadFailures[] = {
-    {ErrIfdPrimary, 86}, {ErrIfdThumbnail, 87}, {ErrIfdExif, 88}, {ErrIfdGps, 89}, {ErrIfdInterop, 90},
+    {ErrIfdPrimary, MsgParseErrorIfd0}, {ErrIfdThumbnail, MsgParseErrorIfd1},     {ErrIfdExif, MsgParseErrorExifIfd},
+    {ErrIfdGps, MsgParseErrorGpsIfd},   {ErrIfdInterop, MsgParseErrorInteropIfd},
 };
 
 uint32_t ReadFailureMessage(uint32_t code) {
   for (const ReadFailure& failure : kReadFailures)
     if (failure.code == code) return failure.message;
-  return 85;
+  return MsgParseError;
 }
 
 intptr_t RowData(uint32_t kind, uint16_t tag) { return intptr_t((uint64_t(kind) << 16) | tag); }
@@ -75,7 +76,7 @@ std::string Cp932Name(const std::string& path) { return Cp932FromUtf8(PathFileNa
 
 ExifListWindow::ExifListWindow(const std::string& path) : ToolWindow(kToolExifList) {
   setObjectName("ExifList");
-  setWindowTitle(KitMessage(1000));
+  setWindowTitle(KitMessage(MsgTitleProduct));
   setAcceptDrops(true);
   auto* client = new QWidget(this);  // owned by the window, as every child below
   setCentralWidget(client);
@@ -218,8 +219,9 @@ void ExifListWindow::ShowThumbnail() {
 
 bool ExifListWindow::AskUnsaved() {
   if (state_ != ListEditChanged && !(document_ && !document_->pending.empty())) return true;
-  const std::string text = MessageFormat(3, Cp932Name(path_).c_str());
-  switch (KitMessageBox(this, 3, 1000, PromptButtonsYesNoCancel, PromptIconQuestion, text.c_str())) {
+  const std::string text = MessageFormat(MsgSaveChanges, Cp932Name(path_).c_str());
+  switch (KitMessageBox(this, MsgSaveChanges, MsgTitleProduct, PromptButtonsYesNoCancel, PromptIconQuestion,
+                        text.c_str())) {
     case PromptAnswerYes: {
       const QString chosen = ChooseSaveFile(this, KitPathText(path_), "Jpeg(*.jpg)");
       return !chosen.isEmpty() && Save(KitPath(chosen)) == SaveWritten;
@@ -269,7 +271,7 @@ bool ExifListWindow::Load(const std::string& path) {
     document_.reset();
     SetState(ListEditNothing);
     list_->setFocus();
-    KitMessageBox(this, ReadFailureMessage(code), 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, ReadFailureMessage(code), MsgTitleError, PromptButtonsOk, PromptIconError);
     return false;
   }
   const uint32_t code = ErrorPeek();
@@ -278,20 +280,21 @@ bool ExifListWindow::Load(const std::string& path) {
   ShowThumbnail();
   Fill();
   if (status_ & StatusNoThumbnail) {
-    pane_->ShowText(KitMessage(29));
+    pane_->ShowText(KitMessage(MsgNotFound));
     if (code == ErrThumbnail) {
       SetState(ListEditNothing);
-      KitMessageBox(this, 110, 1001, PromptButtonsOk, PromptIconError);
+      KitMessageBox(this, MsgThumbnailMissing, MsgTitleError, PromptButtonsOk, PromptIconError);
     } else {
       SetState(ListEditRead);
     }
   } else if (status_ & StatusNoExif) {
-    pane_->ShowText(KitMessage(30));
+    pane_->ShowText(KitMessage(MsgNoExifInfo));
     SetState(ListEditNoExif);
   } else {
     SetState(status_ & StatusNef ? ListEditNothing : ListEditRead);
   }
-  if (status_ & StatusMakerNoteFailed) KitMessageBox(this, 38, 1001, PromptButtonsOk, PromptIconWarning);
+  if (status_ & StatusMakerNoteFailed)
+    KitMessageBox(this, MsgMakerNoteParse, MsgTitleError, PromptButtonsOk, PromptIconWarning);
   return true;
 }
 
@@ -325,10 +328,10 @@ ExifDocumentPtr ExifListWindow::SaveCopy() {
 int ExifListWindow::Save(const std::string& destination) {
   const Prompt prompt = KitPrompt(this);
   ExifDocumentPtr copy = SaveCopy();
-  const int result = copy ? ExifSaveFile(path_, destination, copy.get(), &prompt, 1) : int(SaveFailed);
+  const int result = copy ? ExifSaveFile(path_, destination, copy.get(), &prompt, SaveMode::PendingEdits) : int(SaveFailed);
   if (result == SaveCancelled) return result;
   if (result != SaveWritten) {
-    KitMessageBox(this, 5, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, MsgExifError, MsgTitleError, PromptButtonsOk, PromptIconError);
     return result;
   }
   modified_ = false;
@@ -349,9 +352,10 @@ void ExifListWindow::CommandSave() {
 void ExifListWindow::CommandAdd() {
   if (state_ == ListEditNothing) return;
   if (!document_ || (status_ & StatusNoExif)) {
-    if (KitMessageBox(this, 16, 1000, PromptButtonsYesNo, PromptIconQuestion) != PromptAnswerYes) return;
+    if (KitMessageBox(this, MsgCreateExif, MsgTitleProduct, PromptButtonsYesNo, PromptIconQuestion) != PromptAnswerYes)
+      return;
     if (!ExifCreateEmpty(document_)) {
-      KitMessageBox(this, 9, 1001, PromptButtonsOk, PromptIconError);
+      KitMessageBox(this, MsgUpdateFailed, MsgTitleError, PromptButtonsOk, PromptIconError);
       return;
     }
     status_ &= ~uint32_t(StatusNoExif);
@@ -364,7 +368,7 @@ void ExifListWindow::CommandAdd() {
   uint32_t kind = 0;
   if (!TagEditDialog(this, document_.get(), nullptr, 0, &entry, &kind)) return;
   if (!ExifQueueEdit(document_.get(), PendingSet, kind, entry.tag, entry.type, entry.count, entry.Data())) {
-    KitMessageBox(this, 9, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, MsgUpdateFailed, MsgTitleError, PromptButtonsOk, PromptIconError);
     return;
   }
   modified_ = true;
@@ -380,22 +384,29 @@ static bool ExifListEditable(ExifDocument* document, uint32_t kind, uint16_t tag
   return TagIsEditable(document, kind, tag) != 0;
 }
 
-void ExifListWindow::CommandModify() {
+bool ExifListWindow::SelectedEditableTag(uint32_t* kind, uint16_t* tag) {
   const int row = SelectedTagRow();
-  if (row < 0 || state_ < ListEditRead) return;
-  const uint32_t kind = RowKind(ListViewRowData(list_, row));
-  const uint16_t tag = RowTag(ListViewRowData(list_, row));
-  if (!ExifListEditable(document_.get(), kind, tag)) {
-    KitMessageBox(this, 14, 1003, PromptButtonsOk, PromptIconWarning);
-    return;
+  if (row < 0 || state_ < ListEditRead) return false;
+  *kind = RowKind(ListViewRowData(list_, row));
+  *tag = RowTag(ListViewRowData(list_, row));
+  if (!ExifListEditable(document_.get(), *kind, *tag)) {
+    KitMessageBox(this, MsgTagNotEditable, MsgTitleInput, PromptButtonsOk, PromptIconWarning);
+    return false;
   }
+  return true;
+}
+
+void ExifListWindow::CommandModify() {
+  uint32_t kind = 0;
+  uint16_t tag = 0;
+  if (!SelectedEditableTag(&kind, &tag)) return;
   TagEntry old;
   if (!ExifListFindTag(document_.get(), kind, tag, &old)) return;
   TagEntry entry;
   uint32_t newKind = 0;
   if (!TagEditDialog(this, document_.get(), &old, kind, &entry, &newKind)) return;
   if (!ExifQueueEdit(document_.get(), PendingSet, kind, entry.tag, entry.type, entry.count, entry.Data())) {
-    KitMessageBox(this, 9, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, MsgUpdateFailed, MsgTitleError, PromptButtonsOk, PromptIconError);
     return;
   }
   modified_ = true;
@@ -405,18 +416,16 @@ void ExifListWindow::CommandModify() {
 }
 
 void ExifListWindow::CommandDelete() {
-  const int row = SelectedTagRow();
-  if (row < 0 || state_ < ListEditRead) return;
-  const uint32_t kind = RowKind(ListViewRowData(list_, row));
-  const uint16_t tag = RowTag(ListViewRowData(list_, row));
-  if (!ExifListEditable(document_.get(), kind, tag)) {
-    KitMessageBox(this, 14, 1003, PromptButtonsOk, PromptIconWarning);
+  const int row = SelectedTagRow();  // the row to select once the tag is gone
+  uint32_t kind = 0;
+  uint16_t tag = 0;
+  if (!SelectedEditableTag(&kind, &tag)) return;
+  const std::string text = MessageFormat(MsgDeleteTag, TagDisplayName(document_.get(), kind, tag));
+  if (KitMessageBox(this, MsgDeleteTag, MsgTitleProduct, PromptButtonsYesNo, PromptIconQuestion, text.c_str()) !=
+      PromptAnswerYes)
     return;
-  }
-  const std::string text = MessageFormat(4, TagDisplayName(document_.get(), kind, tag));
-  if (KitMessageBox(this, 4, 1000, PromptButtonsYesNo, PromptIconQuestion, text.c_str()) != PromptAnswerYes) return;
   if (!ExifQueueEdit(document_.get(), PendingDelete, kind, tag, 0, 0, nullptr)) {
-    KitMessageBox(this, 9, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, MsgUpdateFailed, MsgTitleError, PromptButtonsOk, PromptIconError);
     return;
   }
   modified_ = true;

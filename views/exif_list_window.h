@@ -61,6 +61,9 @@ class ExifListWindow : public ToolWindow {
   bool Load(const std::string& path);
   void SelectTag(uint32_t kind, uint16_t tag, bool keepPage);
   int SelectedTagRow() const;
+  // The selected tag when it may be edited; false with nothing selected, before a read, or
+  // after message 14 for a tag that may not be.
+  bool SelectedEditableTag(uint32_t* kind, uint16_t* tag);
   void ValueColumnFit();
 
   std::string path_;

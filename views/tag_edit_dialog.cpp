@@ -14,6 +14,7 @@
 #include "exif/tag_parse.h"
 #include "frame/message_table.h"
 #include "frame/settings.h"
+#include "frame/version.h"
 #include "kit/kit_dialogs.h"
 #include "kit/kit_prompt.h"
 #include "kit/kit_text.h"
@@ -21,8 +22,6 @@
 
 namespace {
 
-constexpr char kVersion[] = "0.9.0b";
-constexpr uint32_t kNikonFamily = 65536;
 
 // The hint after message 7 for a value that does not parse, by type.
 struct TypeHint {
@@ -31,13 +30,20 @@ struct TypeHint {
   uint32_t second;  // 0 for none
 };
 constexpr TypeHint kTypeHints[] = {
-    {TypeByte, 21, 0},  {TypeUndefined, 21, 0}, {TypeSignedByte, 21, 0}, {TypeAscii, 22, 0},
-    {TypeShort, 20, 23}, {TypeLong, 20, 24},     {TypeRational, 20, 25},  {TypeSShort, 20, 26},
-    {TypeSLong, 20, 27}, {TypeSRational, 20, 28},
+    {TypeByte, MsgHintBytes, 0},
+    {TypeUndefined, MsgHintBytes, 0},
+    {TypeSignedByte, MsgHintBytes, 0},
+    {TypeAscii, MsgHintAscii, 0},
+    {TypeShort, MsgHintLines, MsgHintShort},
+    {TypeLong, MsgHintLines, MsgHintLong},
+    {TypeRational, MsgHintLines, MsgHintRational},
+    {TypeSShort, MsgHintLines, MsgHintSShort},
+    {TypeSLong, MsgHintLines, MsgHintSLong},
+    {TypeSRational, MsgHintLines, MsgHintSRational},
 };
 
 std::string ValueHint(uint16_t type) {
-  std::string text = MessageText(7);
+  std::string text = MessageText(MsgInputError);
   for (const TypeHint& hint : kTypeHints) {
     if (hint.type != type) continue;
     text += "\n\n";
@@ -122,10 +128,10 @@ class TagEditForm : public QDialog {
   }
 
   void FillTables(uint32_t entryKind) {
-    for (const IfdName* row = IfdDisplayNameTable(); row->kind >= 0; ++row)
-      if (row->kind < 257) table_->addItem(KitText(IfdDisplayName(uint32_t(row->kind))), row->kind);
+    for (const IfdName& row : IfdDisplayNameTable())
+      if (row.kind < 257) table_->addItem(KitText(IfdDisplayName(uint32_t(row.kind))), row.kind);
     const uint32_t family = ExifMakerNoteFamily(document_);
-    if (!(entry_ || family == kNikonFamily)) return;
+    if (!(entry_ || family == FamilyNikon)) return;
     for (const MakerNoteTableName& name : ExifMakerNoteTables(document_))
       table_->addItem(KitText(name.name), qlonglong(family | name.table));
     if (entry_) table_->setCurrentIndex(table_->findData(qlonglong(entryKind)));
@@ -175,23 +181,23 @@ class TagEditForm : public QDialog {
   }
 
   void Update() {
-    if (table_->currentIndex() < 0) return Refuse(10, 1003, table_);
+    if (table_->currentIndex() < 0) return Refuse(MsgBadIfd, MsgTitleInput, table_);
     const int tag = entry_ ? int(entry_->tag) : TagFieldNumber(tag_->currentText());
-    if (tag < 0) return Refuse(11, 1003, tag_);
-    if (type_->currentIndex() < 0) return Refuse(12, 1003, type_);
+    if (tag < 0) return Refuse(MsgBadTag, MsgTitleInput, tag_);
+    if (type_->currentIndex() < 0) return Refuse(MsgBadType, MsgTitleInput, type_);
     const uint32_t kind = TableKind();
     const uint16_t type = uint16_t(type_->currentData().toInt());
-    if (!TagIsEditable(document_, kind, uint16_t(tag))) return Refuse(14, 1003, nullptr);
+    if (!TagIsEditable(document_, kind, uint16_t(tag))) return Refuse(MsgTagNotEditable, MsgTitleInput, nullptr);
     if (!entry_ && TagExists(document_, kind, uint16_t(tag)) &&
-        KitMessageBox(this, 15, 1000, PromptButtonsYesNo, PromptIconQuestion) != PromptAnswerYes)
+        KitMessageBox(this, MsgTagExists, MsgTitleProduct, PromptButtonsYesNo, PromptIconQuestion) != PromptAnswerYes)
       return;
     const std::string text = KitCp932(value_->toPlainText().replace("\n", "\r\n"));
     std::vector<uint8_t> values;
     const int count = ParseTypedValues(type, text.data(), uint32_t(text.size()), "\r\n", &values);
-    if (count == -2) return Refuse(13, 1001, nullptr);
+    if (count == -2) return Refuse(MsgNoMemory, MsgTitleError, nullptr);
     if (count <= 0) {
       const std::string hint = ValueHint(type);
-      return Refuse(7, 1003, value_, hint.c_str());
+      return Refuse(MsgInputError, MsgTitleInput, value_, hint.c_str());
     }
     result.tag = uint16_t(tag);
     result.type = entry_ ? entry_->type : type;
@@ -214,8 +220,8 @@ class TagEditForm : public QDialog {
 
 // The notice of message 2, once per version.
 void TagEditNotice(QWidget* owner) {
-  if (SettingsGetText("FLAG", "MSGOK3", "") == kVersion) return;
-  if (NoticeDialog(owner, KitMessage(2))) SettingsPutString("FLAG", "MSGOK3", kVersion);
+  if (SettingsGetText("FLAG", "MSGOK3", "") == kTavexonVersion) return;
+  if (NoticeDialog(owner, KitMessage(MsgMakerNoteNotice))) SettingsPutString("FLAG", "MSGOK3", kTavexonVersion);
 }
 
 }  // namespace

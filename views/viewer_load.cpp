@@ -20,6 +20,18 @@ const uint8_t* PixelAt(const uint8_t* pixels, uint32_t width, uint32_t height, u
   return pixels + size_t(height - 1 - y) * RasterRowBytes(width) + size_t(x) * 3;
 }
 
+// The pixels of rect (counted from the top) of a picture, as a picture of their own.
+void RasterCopyPart(const uint8_t* pixels, uint32_t width, uint32_t height, const RasterRect& rect, RasterPixels& out) {
+  RasterPixels part;
+  part.width = rect.width;
+  part.height = rect.height;
+  part.pixels.assign(size_t(RasterRowBytes(rect.width)) * rect.height, 0);
+  for (uint32_t y = 0; y < rect.height; ++y)
+    std::copy_n(PixelAt(pixels, width, height, rect.left, rect.top + y), size_t(rect.width) * 3,
+                part.pixels.data() + size_t(rect.height - 1 - y) * RasterRowBytes(rect.width));
+  out = std::move(part);
+}
+
 // A quarter turn: rotation 3 to the right (clockwise), anything else to the left.
 int RotateQuarter(const uint8_t* pixels, uint32_t width, uint32_t height, int rotation, RasterPixels& out) {
   RasterPixels turned;
@@ -75,28 +87,93 @@ float ViewerFitFactor(uint32_t width, uint32_t height, uint32_t screenWidth, uin
   return byWidth >= byHeight ? ScaleFactorFor(width, screenWidth) : ScaleFactorFor(height, screenHeight);
 }
 
-int ViewerDrawRaster(const uint8_t* pixels, uint32_t width, uint32_t height, float factor, int rotation,
-                     int sharpLevel, RasterPixels& out) {
-  RasterPixels picture;
-  if (factor < 1.0f) {
-    // A large picture is reduced on every core: the window's share of a load is mostly this.
-    const uint32_t threads = uint64_t(width) * height >= 4'000'000 ? std::max(1u, std::thread::hardware_concurrency()) : 1;
-    if (!ScaleRasterThreads(pixels, width, height, factor, threads, picture)) return 0;
-  } else if (factor > 1.0f) {
-    if (!EnlargeRaster(pixels, width, height, factor, picture)) return 0;
-  } else {
-    picture.width = width;
-    picture.height = height;
-    picture.pixels.assign(pixels, pixels + size_t(RasterRowBytes(width)) * height);
+int ViewerPictureMake(JpegDecoderPtr decoder, const RasterImage& image, int rotation, int sharpLevel,
+                      uint32_t screenWidth, uint32_t screenHeight, ViewerPicture& out) {
+  if (!image.pixels || image.width <= 0 || image.height <= 0) return 0;
+  ViewerPicture picture;
+  picture.pixels = image.pixels;
+  picture.width = uint32_t(image.width);
+  picture.height = uint32_t(image.height);
+  picture.rotation = rotation;
+  picture.sharpLevel = sharpLevel;
+  const bool turned = rotation != 0;
+  picture.factor = ViewerFitFactor(turned ? picture.height : picture.width, turned ? picture.width : picture.height,
+                                   screenWidth, screenHeight);
+  uint32_t width = picture.width, height = picture.height;
+  if (picture.factor > 1.0f) {
+    if (!EnlargeRaster(picture.pixels, width, height, picture.factor, picture.enlarged)) return 0;
+    picture.pixels = picture.enlarged.pixels.data();
+    width = picture.width = picture.enlarged.width;
+    height = picture.height = picture.enlarged.height;
+    picture.factor = 1.0f;
+  } else if (picture.factor < 1.0f && !ScaleRasterSize(picture.width, picture.height, picture.factor, &width, &height)) {
+    return 0;
   }
-  if (rotation != 0) RotateQuarter(picture.pixels.data(), picture.width, picture.height, rotation, picture);
-  if (sharpLevel > 0) {
+  picture.shownWidth = turned ? height : width;
+  picture.shownHeight = turned ? width : height;
+  picture.decoder = std::move(decoder);
+  out = std::move(picture);
+  return 1;
+}
+
+RasterRect ViewerVisiblePart(uint32_t shownWidth, uint32_t shownHeight, uint32_t paneWidth, uint32_t paneHeight) {
+  // The centring of the blit: the picture's left edge at (pane - picture) / 2, which may be
+  // negative; the pane's edges cut it.
+  auto span = [](uint32_t shown, uint32_t pane, uint32_t& begin, uint32_t& length) {
+    const int64_t offset = (int64_t(pane) - int64_t(shown)) / 2;
+    const int64_t first = std::max<int64_t>(0, -offset), last = std::min<int64_t>(shown, int64_t(pane) - offset);
+    begin = uint32_t(first);
+    length = last > first ? uint32_t(last - first) : 0;
+  };
+  RasterRect part;
+  span(shownWidth, paneWidth, part.left, part.width);
+  span(shownHeight, paneHeight, part.top, part.height);
+  if (part.width == 0 || part.height == 0) part = RasterRect();
+  return part;
+}
+
+int ViewerDrawPart(const ViewerPicture& picture, const RasterRect& part, RasterPixels& out) {
+  if (!picture.pixels || part.width == 0 || part.height == 0 || part.left + part.width > picture.shownWidth ||
+      part.top + part.height > picture.shownHeight)
+    return 0;
+  // Sharpening looks one pixel to each side, so the part grows by that much inside the picture
+  // and is cut back after: only its own pixels, whose neighbours are all there, are kept.
+  const uint32_t margin = picture.sharpLevel > 0 ? 1 : 0;
+  RasterRect grown;
+  grown.left = part.left - std::min(part.left, margin);
+  grown.top = part.top - std::min(part.top, margin);
+  grown.width = std::min(picture.shownWidth, part.left + part.width + margin) - grown.left;
+  grown.height = std::min(picture.shownHeight, part.top + part.height + margin) - grown.top;
+  // The same rectangle before the quarter turn: a turn to the right takes shown (x, y) from
+  // (y, H - 1 - x) of the picture before it, a turn to the left from (W - 1 - y, x).
+  RasterRect before = grown;
+  if (picture.rotation == 3)
+    before = {grown.top, picture.shownWidth - grown.left - grown.width, grown.height, grown.width};
+  else if (picture.rotation != 0)
+    before = {picture.shownHeight - grown.top - grown.height, grown.left, grown.height, grown.width};
+  RasterPixels drawn;
+  if (picture.factor < 1.0f) {
+    // A large part is reduced on every core: the window's share of a load is mostly this.
+    const uint32_t threads = uint64_t(before.width) * before.height >= 250'000 ? std::max(1u, std::thread::hardware_concurrency()) : 1;
+    if (!ScaleRasterPart(picture.pixels, picture.width, picture.height, picture.factor, before, threads, drawn))
+      return 0;
+  } else {
+    RasterCopyPart(picture.pixels, picture.width, picture.height, before, drawn);
+  }
+  if (picture.rotation != 0) RotateQuarter(drawn.pixels.data(), drawn.width, drawn.height, picture.rotation, drawn);
+  if (picture.sharpLevel > 0) {
     // A level the sharpening does not know leaves the picture as it is.
     RasterPixels sharp;
-    if (SharpenRaster(picture.pixels.data(), picture.width, picture.height, sharpLevel - 1, sharp))
-      picture = std::move(sharp);
+    if (SharpenRaster(drawn.pixels.data(), drawn.width, drawn.height, picture.sharpLevel - 1, sharp))
+      drawn = std::move(sharp);
   }
-  out = std::move(picture);
+  if (margin != 0) {
+    RasterPixels cut;
+    RasterCopyPart(drawn.pixels.data(), drawn.width, drawn.height,
+                   {part.left - grown.left, part.top - grown.top, part.width, part.height}, cut);
+    drawn = std::move(cut);
+  }
+  out = std::move(drawn);
   return 1;
 }
 
@@ -131,19 +208,21 @@ std::unique_ptr<ViewerLoadResult> ViewerLoadRun(const ViewerLoadRequest& request
   result->decodeSeconds = SecondsSince(decodeStart);
   if (stop.load()) return result;
   const auto drawStart = std::chrono::steady_clock::now();
-  result->rotation = result->fileClass & (StatusJpeg | StatusNef) ? ViewerRotationFor(result->document.get()) : 0;
-  const bool turned = result->rotation != 0;
-  result->factor = ViewerFitFactor(uint32_t(turned ? image.height : image.width),
-                                   uint32_t(turned ? image.width : image.height), request.screenWidth,
-                                   request.screenHeight);
-  RasterPixels drawn;
-  if (!ViewerDrawRaster(image.pixels, uint32_t(image.width), uint32_t(image.height), result->factor,
-                        result->rotation, request.sharpLevel, drawn)) {
+  const int rotation = result->fileClass & (StatusJpeg | StatusNef) ? ViewerRotationFor(result->document.get()) : 0;
+  auto picture = std::make_shared<ViewerPicture>();
+  if (!ViewerPictureMake(std::move(decoder), image, rotation, request.sharpLevel, request.screenWidth,
+                         request.screenHeight, *picture)) {
     result->failureMessage = 32;
     return result;
   }
-  decoder.reset();  // the pixels are drawn: the decoder's memory goes before the picture is handed on
-  result->picture = std::move(drawn);
+  // The part the pane shows is drawn here, so the window only copies it; the rest waits until a
+  // larger pane needs it.
+  result->partRect = ViewerVisiblePart(picture->shownWidth, picture->shownHeight, request.paneWidth, request.paneHeight);
+  if (result->partRect.width != 0 && !ViewerDrawPart(*picture, result->partRect, result->part)) {
+    result->failureMessage = 32;
+    return result;
+  }
+  result->picture = std::move(picture);
   result->drawSeconds = SecondsSince(drawStart);
   return result;
 }

@@ -48,17 +48,19 @@ QColor BackgroundColour(const QPalette& palette) {
 
 }  // namespace
 
-void ViewerBlitCentred(QImage& surface, const RasterPixels& picture) {
-  if (picture.pixels.empty() || surface.format() != QImage::Format_RGB32) return;
-  const int left = (surface.width() - int(picture.width)) / 2;
-  const int top = (surface.height() - int(picture.height)) / 2;
-  const int x0 = std::max(0, left), x1 = std::min(surface.width(), left + int(picture.width));
-  const int y0 = std::max(0, top), y1 = std::min(surface.height(), top + int(picture.height));
-  const size_t rowBytes = RasterRowBytes(picture.width);
+void ViewerBlitCentred(QImage& surface, const RasterPixels& part, const RasterRect& partRect, uint32_t shownWidth,
+                       uint32_t shownHeight) {
+  if (part.pixels.empty() || surface.format() != QImage::Format_RGB32) return;
+  // The picture's top left corner on the surface, and the part's.
+  const int left = (surface.width() - int(shownWidth)) / 2 + int(partRect.left);
+  const int top = (surface.height() - int(shownHeight)) / 2 + int(partRect.top);
+  const int x0 = std::max(0, left), x1 = std::min(surface.width(), left + int(part.width));
+  const int y0 = std::max(0, top), y1 = std::min(surface.height(), top + int(part.height));
+  const size_t rowBytes = RasterRowBytes(part.width);
   for (int y = y0; y < y1; ++y) {
-    // Row y - top from the picture's top stands at height - 1 - (y - top) in memory.
-    const uint8_t* source = picture.pixels.data() + size_t(int(picture.height) - 1 - (y - top)) * rowBytes +
-                            size_t(x0 - left) * 3;
+    // Row y - top from the part's top stands at height - 1 - (y - top) in memory.
+    const uint8_t* source =
+        part.pixels.data() + size_t(int(part.height) - 1 - (y - top)) * rowBytes + size_t(x0 - left) * 3;
     auto* target = reinterpret_cast<QRgb*>(surface.scanLine(y)) + x0;
     for (int x = x0; x < x1; ++x, source += 3) *target++ = qRgb(source[2], source[1], source[0]);
   }
@@ -186,7 +188,20 @@ void ViewerWindow::DrawSlot(int index) {
   if (!slot.open) return;
   PaintPane* pane = slot.picturePane;
   pane->Clear();
-  ViewerBlitCentred(pane->Surface(), slot.picture);
+  if (slot.picture) {
+    const ViewerPicture& picture = *slot.picture;
+    QImage& surface = pane->Surface();
+    const RasterRect visible = ViewerVisiblePart(picture.shownWidth, picture.shownHeight, uint32_t(surface.width()),
+                                                 uint32_t(surface.height()));
+    // A pane larger than the part drawn so far (a resize, the second slot closed) draws the
+    // part it now shows.
+    const RasterRect& drawn = slot.partRect;
+    const bool covered = visible.left >= drawn.left && visible.top >= drawn.top &&
+                         visible.left + visible.width <= drawn.left + drawn.width &&
+                         visible.top + visible.height <= drawn.top + drawn.height;
+    if (!covered && ViewerDrawPart(picture, visible, slot.part)) slot.partRect = visible;
+    ViewerBlitCentred(surface, slot.part, slot.partRect, picture.shownWidth, picture.shownHeight);
+  }
   pane->RepaintAll();
 }
 
@@ -256,7 +271,9 @@ void ViewerWindow::Load(int index, const std::string& path) {
   slot.sinceRequest.start();
   setCursor(Qt::BusyCursor);
   // The old picture and document go at once: a file that cannot be shown leaves the slot empty.
-  slot.picture = RasterPixels();
+  slot.picture.reset();
+  slot.part = RasterPixels();
+  slot.partRect = RasterRect();
   slot.document.reset();
   slot.fileClass = 0;
   slot.path = path;
@@ -274,6 +291,8 @@ void ViewerWindow::Load(int index, const std::string& path) {
   request.path = path;
   request.screenWidth = uint32_t(size.width());
   request.screenHeight = uint32_t(size.height());
+  request.paneWidth = uint32_t(slot.picturePane->Surface().width());
+  request.paneHeight = uint32_t(slot.picturePane->Surface().height());
   request.sharpLevel = SharpLevel();
   slot.loader->Request(std::move(request));
 }
@@ -303,6 +322,8 @@ void ViewerWindow::ShowLoaded(int index, ViewerLoadResult& result) {
   }
   slot.document = std::move(result.document);
   slot.picture = std::move(result.picture);
+  slot.part = std::move(result.part);
+  slot.partRect = result.partRect;
   slot.pictureSize = QSize(result.decodedWidth, result.decodedHeight);
   QElapsedTimer display;
   display.start();
@@ -366,7 +387,9 @@ void ViewerWindow::CommandSideBySide() {
     second.picturePane->hide();
     second.document.reset();
     second.folderFiles.reset();
-    second.picture = RasterPixels();
+    second.picture.reset();
+    second.part = RasterPixels();
+    second.partRect = RasterRect();
     second.path.clear();
     second.shownPath.clear();
     second.fileClass = 0;

@@ -36,9 +36,11 @@ class ViewerPicturePane : public PaintPane {
   bool pressed_ = false;
 };
 
-// Copies the part of a picture (bottom-up BGR rows padded to 4) that falls on the surface when
-// the picture is centred on it; the rest of the surface is left as it is.
-void ViewerBlitCentred(QImage& surface, const RasterPixels& picture);
+// Copies a drawn part of a picture of shownWidth x shownHeight (bottom-up BGR rows padded to 4,
+// standing at partRect in the picture) where it falls on the surface when the picture is
+// centred on it; the rest of the surface is left as it is.
+void ViewerBlitCentred(QImage& surface, const RasterPixels& part, const RasterRect& partRect, uint32_t shownWidth,
+                       uint32_t shownHeight);
 
 // One of the two ViewerDocument slots with its panes.
 struct ViewerSlot {
@@ -49,13 +51,15 @@ struct ViewerSlot {
   bool modified = false;
   uint32_t fileClass = 0;
   ExifDocumentPtr document;
-  RasterPixels picture;    // the drawn picture, centred in the pane at every redraw
+  std::shared_ptr<ViewerPicture> picture;  // the decoded picture and how it is shown
+  RasterPixels part;       // the part of the shown picture drawn last, centred in the pane at every redraw
+  RasterRect partRect;     // where that part stands in the shown picture
   std::string path;        // the file asked for last (shown, or loading)
   std::string shownPath;   // the file whose picture and text stand in the panes
   QSize pictureSize;       // of the file's picture as decoded
   std::unique_ptr<ViewerLoader> loader;
   QElapsedTimer sinceRequest;
-  bool HasPicture() const { return !picture.pixels.empty(); }
+  bool HasPicture() const { return picture != nullptr; }
 };
 
 class ViewerWindow : public ToolWindow {

@@ -38,10 +38,8 @@ inline std::string Quoted(const fs::path& path) { return testsupport::ShellQuote
 // A writable copy of a corpus file (a path below corpus/) in the scratch folder.
 inline fs::path CorpusCopy(const testsupport::ScratchDir& scratch, const std::string& file,
                            const std::string& name = {}) {
-  const fs::path copy = scratch / (name.empty() ? fs::path(file).filename().string() : name);
-  fs::copy_file(testsupport::SharedSub("corpus") / file, copy);
-  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
-  return copy;
+  return testsupport::CopyWritable(testsupport::SharedSub("corpus") / file,
+                                   scratch / (name.empty() ? fs::path(file).filename().string() : name));
 }
 
 }  // namespace clitest

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -37,15 +38,9 @@ std::vector<uint8_t> Picture(uint32_t width, uint32_t height, bool grey) {
 
 // PSNR of djpeg's top-down RGB decoding against the bottom-up BGR source.
 double PsnrAgainst(const std::string& ppm, const std::vector<uint8_t>& source, uint32_t width, uint32_t height) {
-  size_t at = 0;
-  auto token = [&] {
-    while (at < ppm.size() && std::isspace(static_cast<unsigned char>(ppm[at]))) ++at;
-    const size_t start = at;
-    while (at < ppm.size() && !std::isspace(static_cast<unsigned char>(ppm[at]))) ++at;
-    return ppm.substr(start, at - start);
-  };
-  if (token() != "P6" || std::stoul(token()) != width || std::stoul(token()) != height || token() != "255") return 0;
-  ++at;
+  int w = 0, h = 0, consumed = 0;
+  if (std::sscanf(ppm.c_str(), "P6 %d %d 255%n", &w, &h, &consumed) != 2 || w != int(width) || h != int(height)) return 0;
+  const size_t at = size_t(consumed) + 1;
   if (ppm.size() - at != size_t(width) * height * 3) return 0;
   const size_t stride = (size_t(width) * 3 + 3) & ~size_t(3);
   double squares = 0;

@@ -133,6 +133,22 @@ void CheckSample(const Sample& s) {
 
 bool HaveDjpeg() { return HaveProgram("djpeg") && HaveProgram("cjpeg"); }
 
+// cjpeg's file, made with `options`, of a picture whose sample (x, y, channel) `pixel` gives.
+fs::path Cjpeg(const testsupport::ScratchDir& scratch, int width, int height, const std::string& options,
+               const std::function<int(int, int, int)>& pixel) {
+  std::string ppm = "P6\n" + std::to_string(width) + " " + std::to_string(height) + "\n255\n";
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x)
+      for (int k = 0; k < 3; ++k) ppm.push_back(char(pixel(x, y, k)));
+  testsupport::WriteBytes(scratch / "in.ppm", Bytes(ppm.begin(), ppm.end()));
+  const fs::path out = scratch / (std::to_string(width) + "x" + std::to_string(height) + options + ".jpg");
+  int status = 0;
+  RunCommand("cjpeg " + options + " -outfile " + ShellQuote(out.string()) + " " + ShellQuote((scratch / "in.ppm").string()),
+             &status);
+  EXPECT_EQ(status, 0) << options;
+  return out;
+}
+
 }  // namespace
 
 TEST(JpegDecoder, CorpusAndThumbnailsMatchDjpegOnEveryPath) {
@@ -140,21 +156,17 @@ TEST(JpegDecoder, CorpusAndThumbnailsMatchDjpegOnEveryPath) {
   if (!HaveDjpeg()) GTEST_SKIP() << "djpeg/cjpeg not installed (libjpeg-turbo-progs)";
   testsupport::ScratchDir scratch;
   std::vector<Sample> samples;
-  for (const char* folder : {"corpus/makers", "corpus/jpeg"})
-    for (const fs::path& file : testsupport::FilesUnder(testsupport::SharedSub(folder))) {
-      std::string ext = file.extension().string();
-      for (char& ch : ext) ch = char(std::tolower(ch));
-      if (ext != ".jpg" && ext != ".jpeg") continue;
-      samples.push_back({file.filename().string(), file});
-      ExifDocumentPtr document;
-      ExifCheckFile(file.string(), document);
-      ErrorClear();
-      if (!document || ExifThumbnailSize(document.get()) == 0) continue;
-      const unsigned char* thumb = ExifThumbnail(document.get());
-      const fs::path out = scratch / ("thumb-" + file.filename().string());
-      testsupport::WriteBytes(out, Bytes(thumb, thumb + ExifThumbnailSize(document.get())));
-      samples.push_back({"thumbnail of " + file.filename().string(), out});
-    }
+  for (const fs::path& file : testsupport::SharedJpegs({"corpus/makers", "corpus/jpeg"})) {
+    samples.push_back({file.filename().string(), file});
+    ExifDocumentPtr document;
+    ExifCheckFile(file.string(), document);
+    ErrorClear();
+    if (!document || ExifThumbnailSize(document.get()) == 0) continue;
+    const unsigned char* thumb = ExifThumbnail(document.get());
+    const fs::path out = scratch / ("thumb-" + file.filename().string());
+    testsupport::WriteBytes(out, Bytes(thumb, thumb + ExifThumbnailSize(document.get())));
+    samples.push_back({"thumbnail of " + file.filename().string(), out});
+  }
   ASSERT_GT(samples.size(), 60u);
   for (const Sample& s : samples) CheckSample(s);
 }
@@ -170,36 +182,18 @@ TEST(JpegDecoder, BuiltLayoutsMatchDjpeg) {
   } kCases[] = {{67, 45, "-sample 2x2"},  {67, 45, "-sample 2x1 -restart 3B"}, {45, 67, "-sample 1x2 -restart 1"},
                 {1, 9, "-sample 1x1"},    {33, 17, "-grayscale -restart 5B"},  {64, 48, "-sample 2x2 -restart 7B"},
                 {50, 50, "-sample 4x1"}, {40, 40, "-sample 1x4 -quality 100"}};
-  for (const auto& c : kCases) {
-    Bytes ppm;
-    const std::string head = "P6\n" + std::to_string(c.width) + " " + std::to_string(c.height) + "\n255\n";
-    ppm.assign(head.begin(), head.end());
-    for (int y = 0; y < c.height; ++y)
-      for (int x = 0; x < c.width; ++x)
-        for (int k = 0; k < 3; ++k) ppm.push_back((unsigned char)(64 + ((x * 7 + y * 3 * (k + 1) + (x * y) % 23 * 5) & 127)));
-    testsupport::WriteBytes(scratch / "in.ppm", ppm);
-    const fs::path out = scratch / (std::to_string(&c - kCases) + ".jpg");
-    int status = 0;
-    RunCommand(std::string("cjpeg ") + c.options + " -outfile " + ShellQuote(out.string()) + " " +
-                   ShellQuote((scratch / "in.ppm").string()),
-               &status);
-    ASSERT_EQ(status, 0) << c.options;
-    CheckSample({c.options, out});
-  }
+  for (const auto& c : kCases)
+    CheckSample({c.options, Cjpeg(scratch, c.width, c.height, c.options, [](int x, int y, int k) {
+                   return 64 + ((x * 7 + y * 3 * (k + 1) + (x * y) % 23 * 5) & 127);
+                 })});
 }
 
 namespace {
 
 // A built 64-by-48 4:2:0 stream (cjpeg), optionally with a restart every MCU row.
 Bytes BuiltStream(const testsupport::ScratchDir& scratch, const std::string& options) {
-  Bytes ppm;
-  const std::string head = "P6\n64 48\n255\n";
-  ppm.assign(head.begin(), head.end());
-  for (int i = 0; i < 64 * 48 * 3; ++i) ppm.push_back((unsigned char)(i * 13 % 251));
-  testsupport::WriteBytes(scratch / "in.ppm", ppm);
-  RunCommand("cjpeg -sample 2x2 " + options + " -outfile " + ShellQuote((scratch / "b.jpg").string()) + " " +
-             ShellQuote((scratch / "in.ppm").string()));
-  return testsupport::ReadBytes(scratch / "b.jpg");
+  return testsupport::ReadBytes(
+      Cjpeg(scratch, 64, 48, "-sample 2x2" + options, [](int x, int y, int k) { return ((y * 64 + x) * 3 + k) * 13 % 251; }));
 }
 
 // Position of the first FF `marker`.
@@ -256,7 +250,7 @@ TEST(JpegDecoder, RefusalsAndDamageEndInTheDescribedResult) {
 
   // Restart markers out of sequence are accepted; the segment path places a segment by its
   // number, so a lost one leaves a grey gap and the rest land in place.
-  const Bytes restarts = BuiltStream(scratch, "-restart 1");
+  const Bytes restarts = BuiltStream(scratch, " -restart 1");
   const size_t rst = MarkerAt(restarts, 0xD0);
   ASSERT_NE(rst, 0u);
   Bytes swapped = restarts;

@@ -2,6 +2,7 @@
 // right result is known (flat colours stay flat, an edge gets steeper).
 #include "codec/raster_scale.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace {
@@ -117,4 +118,17 @@ TEST(RasterScale, ThreadedReductionGivesTheSameBytes) {
       ASSERT_EQ(ScaleRasterThreads(picture.pixels.data(), 517, 389, factor, threads, many), 1);
       EXPECT_EQ(one.pixels, many.pixels) << factor << " on " << threads << " threads";
     }
+  // A part of the reduction (a corner, the middle, the far corner) is that part of the whole.
+  auto row = [](const RasterPixels& p, uint32_t y) { return &p.pixels[(p.height - 1 - y) * RasterRowBytes(p.width)]; };
+  for (const float factor : {0.5f, 0.33f, ScaleFactorFor(389, 120)}) {
+    RasterPixels whole, part;
+    ASSERT_EQ(ScaleRaster(picture.pixels.data(), 517, 389, factor, whole), 1);
+    for (const RasterRect rect : {RasterRect{0, 0, 1, 1}, RasterRect{3, 7, 40, 25},
+                                  RasterRect{whole.width - 9, whole.height - 5, 9, 5}}) {
+      ASSERT_EQ(ScaleRasterPart(picture.pixels.data(), 517, 389, factor, rect, 2, part), 1);
+      for (uint32_t y = 0; y < rect.height; ++y)
+        EXPECT_TRUE(std::equal(row(part, y), row(part, y) + 3 * rect.width, row(whole, rect.top + y) + 3 * rect.left))
+            << factor << " row " << y << " of the part at " << rect.left << "," << rect.top;
+    }
+  }
 }

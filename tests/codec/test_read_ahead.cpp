@@ -26,10 +26,9 @@ struct Folder {
 void Prepare(Folder& folder) {
   for (const fs::path& file : testsupport::FilesUnder(testsupport::SharedSub("corpus/jpeg")))
     fs::copy_file(file, folder.scratch / file.filename().string());
-  for (const fs::path& file : testsupport::FilesUnder(testsupport::SharedSub("corpus/makers")))
-    if (file.extension() == ".jpg" || file.extension() == ".JPG")
-      fs::copy_file(file, folder.scratch / (file.parent_path().filename().string() + "_" + file.filename().string()),
-                    fs::copy_options::skip_existing);
+  for (const fs::path& file : testsupport::SharedJpegs({"corpus/makers"}))
+    fs::copy_file(file, folder.scratch / (file.parent_path().filename().string() + "_" + file.filename().string()),
+                  fs::copy_options::skip_existing);
   testsupport::WriteBytes(folder.scratch / "not_a_jpeg.jpg", {'h', 'e', 'l', 'l', 'o'});
   // A comment segment of 65,000 bytes twice in front of the Exif of the first corpus file.
   const auto first = testsupport::FilesUnder(folder.scratch.path()).front();

@@ -123,9 +123,8 @@ TEST(Embedding, ScansWithoutExifGainADocumentAndAThumbnail) {
   TAVEXON_REQUIRE_SHARED("samples/mv1/real");
   EngineInstall();
   testsupport::ScratchDir scratch;
-  const fs::path scan = scratch / "scan_0001.jpg";
-  fs::copy_file(testsupport::SharedSub("corpus/jpeg/ljt_testorig.jpg"), scan);
-  fs::permissions(scan, fs::perms::owner_read | fs::perms::owner_write);
+  const fs::path scan =
+      testsupport::CopyWritable(testsupport::SharedSub("corpus/jpeg/ljt_testorig.jpg"), scratch / "scan_0001.jpg");
   const std::vector<unsigned char> plain = testsupport::ReadBytes(scan);
   const fs::path roll = testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film022-3frames.txt";
   CameraDataFilePtr data = CameraDataFileCreate(roll.string().c_str());

@@ -2,6 +2,7 @@
 // thumbnail's cases, the bounds, and the document's tag operations.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <thread>
 
 #include "exif/exif_document.h"
@@ -134,78 +135,65 @@ TEST(ReaderNef, ATiffIsReadWholeOnlyUnderANefName) {
   EXPECT_EQ(ErrorPop(), 0u);
 }
 
-TEST(ReaderThumbnail, TheFourCasesOfTags513And514) {
-  TiffLayout layout = SimpleLayout();
-  layout.thumbnailBytes = {0xFF, 0xD8, 0xFF, 0xD9};
-  layout.thumbnail = {{259, TypeShort, 1, U16s(false, {6})}};
-  ReadResult good = ReadSegment(BuildExifPayload(layout));
-  ASSERT_TRUE(good.document);
-  EXPECT_EQ(good.status, 0u);  // a segment is not a file: no bit 1
-  ASSERT_EQ(ExifThumbnailSize(good.document.get()), 4u);
-  EXPECT_EQ(ExifThumbnail(good.document.get())[1], 0xD8);
-
-  layout.thumbnailBytes.clear();
-  ReadResult none = ReadSegment(BuildExifPayload(layout));
-  ASSERT_TRUE(none.document);
-  EXPECT_EQ(none.status, uint32_t(StatusNoThumbnail));
-
-  // An offset without a length: a failed parse that inspection turns into a good document.
-  layout.thumbnail.push_back({513, TypeLong, 1, U32s(false, {8})});
-  ReadResult half = ReadSegment(BuildExifPayload(layout));
-  ASSERT_TRUE(half.document);
-  EXPECT_EQ(half.status, uint32_t(StatusNoThumbnail));
-  EXPECT_EQ(half.error, uint32_t(ErrThumbnail));
-
-  // A length past the payload.
-  layout.thumbnail.push_back({514, TypeLong, 1, U32s(false, {60000})});
-  ReadResult past = ReadSegment(BuildExifPayload(layout));
-  ASSERT_TRUE(past.document);
-  EXPECT_EQ(past.status, uint32_t(StatusNoThumbnail));
-}
-
-TEST(ReaderBounds, ValuesMayReachSixBytesPastTheTiffDataAndNoFurther) {
-  for (uint32_t past : {0u, 6u, 7u}) {
-    SCOPED_TRACE(past);
+// Payloads made to measure, read as a segment: {what, payload -> status, error code (kAny: not
+// checked), thumbnail bytes}. A segment is not a file: a good read has no bit 1.
+TEST(ReaderSegment, LayoutsEndInTheirStatusAndCode) {
+  constexpr uint32_t kAny = ~0u;
+  auto with = [](const std::function<void(TiffLayout&)>& change) {
     TiffLayout layout = SimpleLayout();
-    std::vector<uint8_t> probe = BuildTiff(layout);
-    // A value whose offset puts its end `past` bytes beyond the TIFF data.
-    TiffEntry entry{700, TypeUndefined, 16, {}, true, uint32_t(probe.size() + 12 + past - 16)};
-    layout.primary.push_back(entry);
-    const ReadResult r = ReadSegment(BuildExifPayload(layout));
-    if (past <= 6) {
-      ASSERT_TRUE(r.document);
-      EXPECT_EQ(ExifFindTag(r.document.get(), IfdPrimary, 700)->count, 16u);
-    } else {
-      EXPECT_EQ(r.status, uint32_t(StatusParseFailed));
-      EXPECT_EQ(r.error, uint32_t(ErrIfdPrimary));
-    }
+    change(layout);
+    return BuildExifPayload(layout);
+  };
+  auto patched = [](std::initializer_list<std::pair<size_t, uint8_t>> bytes) {
+    std::vector<uint8_t> payload = BuildExifPayload(SimpleLayout());
+    for (auto [at, value] : bytes) payload[at] = value;
+    return payload;
+  };
+  // Tags 513 and 514: a thumbnail; none; an offset without a length, a failed parse that
+  // inspection turns into a good document; a length past the payload.
+  auto thumbnail = [](int tags) {
+    return [tags](TiffLayout& layout) {
+      layout.thumbnailBytes = {0xFF, 0xD8, 0xFF, 0xD9};
+      layout.thumbnail = {{259, TypeShort, 1, U16s(false, {6})}};
+      if (tags) layout.thumbnailBytes.clear();
+      if (tags > 1) layout.thumbnail.push_back({513, TypeLong, 1, U32s(false, {8})});
+      if (tags > 2) layout.thumbnail.push_back({514, TypeLong, 1, U32s(false, {60000})});
+    };
+  };
+  // A value whose offset puts its end `past` bytes beyond the TIFF data: six bytes are allowed.
+  const uint32_t tiffSize = uint32_t(BuildTiff(SimpleLayout()).size());
+  auto past = [tiffSize](uint32_t past) {
+    return [=](TiffLayout& layout) { layout.primary.push_back({700, TypeUndefined, 16, {}, true, tiffSize + 12 + past - 16}); };
+  };
+  const struct {
+    const char* what;
+    std::vector<uint8_t> payload;
+    uint32_t status, error, thumbnailSize;
+  } rows[] = {
+      {"a thumbnail", with(thumbnail(0)), 0, 0, 4},
+      {"no thumbnail", with(thumbnail(1)), StatusNoThumbnail, 0, 0},
+      {"an offset without a length", with(thumbnail(2)), StatusNoThumbnail, ErrThumbnail, 0},
+      {"a length past the payload", with(thumbnail(3)), StatusNoThumbnail, kAny, 0},
+      {"a value ending at the TIFF data", with(past(0)), StatusNoThumbnail, 0, 0},
+      {"a value six bytes past", with(past(6)), StatusNoThumbnail, 0, 0},
+      {"a value seven bytes past", with(past(7)), StatusParseFailed, ErrIfdPrimary, 0},
+      // Huge counts and bad headers are refused before any allocation.
+      {"a count of 4 GiB", with([](TiffLayout& l) { l.exif.push_back({700, TypeLong, 0x40000001u, {}, true, 8}); }),
+       StatusParseFailed, ErrIfdExif, 0},
+      {"type 99", with([](TiffLayout& l) { l.primary.push_back({700, 99, 1, {1, 2, 3, 4}}); }), StatusParseFailed,
+       ErrIfdPrimary, 0},
+      {"byte order XI", patched({{6, 'X'}}), StatusParseFailed, kAny, 0},
+      {"magic 43", patched({{8, 43}}), StatusParseFailed, kAny, 0},
+      {"a 0th IFD past the payload", patched({{10, 0xFF}, {11, 0xFF}}), StatusParseFailed, kAny, 0},
+      {"JFIF", {'J', 'F', 'I', 'F', 0, 0}, StatusNoExif, kAny, 0},
+  };
+  for (const auto& row : rows) {
+    const ReadResult r = ReadSegment(row.payload);
+    EXPECT_EQ(r.status, row.status) << row.what;
+    EXPECT_EQ(r.error, row.error == kAny ? r.error : row.error) << row.what;
+    ASSERT_EQ(r.document != nullptr, !(row.status & (StatusParseFailed | StatusNoExif))) << row.what;
+    EXPECT_EQ(r.document ? ExifThumbnailSize(r.document.get()) : 0u, row.thumbnailSize) << row.what;
   }
-}
-
-TEST(ReaderBounds, HugeCountsAndBadHeadersAreRefusedBeforeAnyAllocation) {
-  TiffLayout layout = SimpleLayout();
-  layout.exif.push_back({700, TypeLong, 0x40000001u, {}, true, 8});  // 4 GiB and a few bytes
-  ReadResult r = ReadSegment(BuildExifPayload(layout));
-  EXPECT_EQ(r.status, uint32_t(StatusParseFailed));
-  EXPECT_EQ(r.error, uint32_t(ErrIfdExif));
-
-  layout = SimpleLayout();
-  layout.primary.push_back({700, 99, 1, {1, 2, 3, 4}});
-  r = ReadSegment(BuildExifPayload(layout));
-  EXPECT_EQ(r.error, uint32_t(ErrIfdPrimary));
-
-  std::vector<uint8_t> payload = BuildExifPayload(SimpleLayout());
-  payload[6] = 'X';
-  EXPECT_EQ(ReadSegment(payload).status, uint32_t(StatusParseFailed));
-  payload[6] = 'I';
-  payload[8] = 43;
-  EXPECT_EQ(ReadSegment(payload).status, uint32_t(StatusParseFailed));
-  EXPECT_EQ(ReadSegment({'J', 'F', 'I', 'F', 0, 0}).status, uint32_t(StatusNoExif));
-  // A 0th IFD pointing past the payload.
-  payload = BuildExifPayload(SimpleLayout());
-  payload[10] = 0xFF;
-  payload[11] = 0xFF;
-  EXPECT_EQ(ReadSegment(payload).status, uint32_t(StatusParseFailed));
 }
 
 TEST(ReaderValues, BigEndianValuesArriveInHostOrder) {
@@ -251,25 +239,21 @@ TEST(DocumentTags, DuplicatesSurviveParsingAndTheFirstIsTheOneEdited) {
   EXPECT_EQ(TagListAllDistinct(ExifIfdTable(d, IfdPrimary)), 0);
 }
 
-TEST(DocumentTags, KindsOutsideTheTablesFindNothing) {
-  ExifDocumentPtr d;
-  ASSERT_EQ(ExifCreateEmpty(d), 1);
-  EXPECT_EQ(ExifFindTag(d.get(), 6, 271), nullptr);
-  EXPECT_EQ(ExifFindTag(d.get(), 300, 1), nullptr);
-  EXPECT_EQ(ExifTagCount(d.get(), 6), -1);
-  EXPECT_EQ(ExifBeginTagWalk(d.get(), 0), -1);
-  EXPECT_EQ(ExifIfdBase(d.get(), 9), -1);
-  EXPECT_EQ(ExifSourceKind(nullptr), -1);
-  const uint16_t v = 1;
-  EXPECT_EQ(ExifPutTag(d.get(), 300, 1, TypeShort, 1, &v), 0);
-  EXPECT_EQ(ExifPutTag(d.get(), IfdPrimary, 1, 11, 1, &v), 0);
-  EXPECT_EQ(ErrorPop(), uint32_t(ErrUnknownType));
-}
-
-TEST(DocumentTags, ASecondWalkReplacesTheFirst) {
+// Kinds outside the tables find nothing and take no tag; a second walk replaces the first.
+TEST(DocumentTags, KindsOutsideTheTablesAndASecondWalk) {
   ReadResult r = ReadSegment(BuildExifPayload(SimpleLayout()));
   ASSERT_TRUE(r.document);
   ExifDocument* d = r.document.get();
+  EXPECT_EQ(ExifFindTag(d, 6, 271), nullptr);
+  EXPECT_EQ(ExifFindTag(d, 300, 1), nullptr);
+  EXPECT_EQ(ExifTagCount(d, 6), -1);
+  EXPECT_EQ(ExifBeginTagWalk(d, 0), -1);
+  EXPECT_EQ(ExifIfdBase(d, 9), -1);
+  EXPECT_EQ(ExifSourceKind(nullptr), -1);
+  const uint16_t v = 1;
+  EXPECT_EQ(ExifPutTag(d, 300, 1, TypeShort, 1, &v), 0);
+  EXPECT_EQ(ExifPutTag(d, IfdPrimary, 1, 11, 1, &v), 0);
+  EXPECT_EQ(ErrorPop(), uint32_t(ErrUnknownType));
   ASSERT_EQ(ExifBeginTagWalk(d, IfdPrimary), 3);
   ASSERT_EQ(ExifNextTag(d)->tag, 271);
   ASSERT_EQ(ExifBeginTagWalk(d, IfdExif), 2);

@@ -38,7 +38,8 @@ std::string Trim(std::string s) {
   return s;
 }
 
-// One tag as both readers print it: "kind tag type count value".
+// One tag as both readers print it: "kind tag type count value". exiv2 prints the decoded
+// UserComment, not its bytes: only its type and count compare.
 std::string TavexonRow(uint32_t kind, const TagEntry& e) {
   std::ostringstream v;
   const uint32_t size = ExifTypeSize(e.type);
@@ -59,6 +60,7 @@ std::string TavexonRow(uint32_t kind, const TagEntry& e) {
   }
   std::string value = v.str();
   if (e.type == TypeAscii) value = std::string(reinterpret_cast<const char*>(e.Data()), strnlen(reinterpret_cast<const char*>(e.Data()), e.ValueSize()));
+  if (kind == IfdExif && e.tag == 37510) value.clear();
   std::ostringstream row;
   row << kind << ' ' << e.tag << ' ' << TypeWord(e.type) << ' ' << e.count << ' ' << Trim(value);
   return row.str();
@@ -75,8 +77,9 @@ std::multiset<std::string> Exiv2Rows(const fs::path& file) {
   std::multiset<std::string> rows;
   for (const testsupport::Exiv2Row& r : testsupport::Exiv2Rows(file)) {
     auto g = kGroups.find(r.group);
+    const bool comment = g != kGroups.end() && g->second == IfdExif && r.tag == 37510;
     if (g != kGroups.end())
-      rows.insert(std::to_string(g->second) + ' ' + std::to_string(r.tag) + ' ' + r.type + ' ' + std::to_string(r.count) + ' ' + r.value);
+      rows.insert(std::to_string(g->second) + ' ' + std::to_string(r.tag) + ' ' + r.type + ' ' + std::to_string(r.count) + ' ' + (comment ? "" : r.value));
   }
   return rows;
 }
@@ -144,22 +147,8 @@ TEST(ReaderCorpus, EveryFileAgreesWithExiv2OnTheStandardIfds) {
       continue;
     }
     ++compared;
-    auto ours = TavexonRows(document.get());
-    auto theirs = Exiv2Rows(file);
-    // UserComment: only its kind, tag, type and count compare.
-    auto dropComment = [](std::multiset<std::string>& rows) {
-      std::multiset<std::string> kept;
-      for (const std::string& row : rows) {
-        const auto key = RowKey(row);
-        std::istringstream f(row);
-        std::string k, t, type, count;
-        f >> k >> t >> type >> count;
-        kept.insert(key.first == IfdExif && key.second == 37510 ? k + ' ' + t + ' ' + type + ' ' + count : row);
-      }
-      rows.swap(kept);
-    };
-    dropComment(ours);
-    dropComment(theirs);
+    const auto ours = TavexonRows(document.get());
+    const auto theirs = Exiv2Rows(file);
     std::map<std::pair<uint32_t, uint32_t>, int> ourCounts;
     std::set<std::pair<uint32_t, uint32_t>> theirKeys;
     for (const std::string& row : ours) ++ourCounts[RowKey(row)];

@@ -49,7 +49,7 @@ ExifDocumentPtr Load(const fs::path& file) {
 bool CommitInto(ExifDocument* document, const fs::path& file, uint32_t bigEndian, int keepMakerNotePlace = 0) {
   const uint8_t* bytes = nullptr;
   uint32_t size = 0;
-  if (!ExifCommit(document, &bytes, &size, bigEndian, keepMakerNotePlace, 1)) return false;
+  if (!ExifCommit(document, &bytes, &size, bigEndian, keepMakerNotePlace, CommitMode::Classify)) return false;
   return JpegReplaceApp1(file.string(), file.string(), bytes, size) == 1;
 }
 
@@ -204,7 +204,7 @@ TEST_F(WriterDocument, AnEmptiedGpsIfdIsDroppedWithItsPointer) {
   EXPECT_STREQ(reinterpret_cast<const char*>(ExifFindTag(reread.get(), IfdExif, 36867)->Data()), "2004:05:06 07:08:09");
 
   ASSERT_EQ(ExifQueueEdit(document_.get(), PendingDelete, IfdGps, 0, 0, 0, nullptr), 1);
-  ASSERT_EQ(ExifCommit(document_.get(), &bytes, &size, 1, 0, kCommitForceRebuild), 1);
+  ASSERT_EQ(ExifCommit(document_.get(), &bytes, &size, 1, 0, CommitMode::ForceRebuild), 1);
   reread = Reread(bytes, size);
   ASSERT_TRUE(reread);
   EXPECT_EQ(ExifFindTag(reread.get(), IfdPrimary, TagGpsIfdPointer), nullptr);
@@ -220,7 +220,7 @@ TEST_F(WriterDocument, AnInPlaceDeletionShrinksTheDirectoryAndZeroesTheValue) {
   const uint32_t valueOffset = ExifFindTag(file.get(), IfdExif, 36867)->sourceWord;
   ASSERT_EQ(ExifQueueEdit(file.get(), PendingDelete, IfdExif, 36867, 0, 0, nullptr), 1);
   EXPECT_EQ(ExifClassifyEdits(file.get()), EditsInPlace);
-  ASSERT_EQ(ExifCommit(file.get(), &bytes, &size, 0, 0, 1), 1);
+  ASSERT_EQ(ExifCommit(file.get(), &bytes, &size, 0, 0, CommitMode::Classify), 1);
   EXPECT_EQ(size, file->rawSize);
   const uint8_t* value = bytes + 6 + valueOffset;
   EXPECT_TRUE(std::all_of(value, value + 20, [](uint8_t b) { return b == 0; }));

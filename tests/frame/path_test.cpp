@@ -145,6 +145,8 @@ TEST_F(FileListScanTest, OnEntryEndsTheScan) {
 }
 
 TEST_F(FileListScanTest, RefusalsAndFailures) {
+  EXPECT_TRUE(PathIsFolder(Root()) && PathIsFile(At("a.jpg")));
+  EXPECT_FALSE(PathIsFolder(At("a.jpg")) || PathIsFile(Root()) || PathIsFile("") || PathIsFolder(At("missing")));
   FileList list;
   EXPECT_EQ(FileListScan(list, At("missing"), "*", kFileListFiles, 0), 0);
   EXPECT_EQ(FileListScan(list, At("a.jpg"), "*", kFileListFiles, 0), 0);
@@ -199,13 +201,4 @@ TEST_F(FileListScanTest, SelectSortByTimeAndShare) {
   list.entries.reset();
   ASSERT_NE(FileListNext(walk.get(), 0), nullptr);
   EXPECT_EQ(PathFileName(FileListNext(walk.get(), 0)->path), "a.jpg");
-}
-
-TEST_F(FileListScanTest, FolderAndFileTests) {
-  EXPECT_TRUE(PathIsFolder(Root()));
-  EXPECT_FALSE(PathIsFolder(At("a.jpg")));
-  EXPECT_TRUE(PathIsFile(At("a.jpg")));
-  EXPECT_FALSE(PathIsFile(Root()));
-  EXPECT_FALSE(PathIsFile(""));
-  EXPECT_FALSE(PathIsFolder(At("missing")));
 }

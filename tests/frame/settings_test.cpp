@@ -126,9 +126,7 @@ TEST_F(SettingsStore, WriteKeepsEveryOtherLine) {
   EXPECT_EQ(SettingsGetInt("OPTION", "FIRSTVIEW", 0), 3);
   // No temporary file is left beside the settings file.
   EXPECT_EQ(testsupport::FilesUnder(Ini().parent_path()).size(), 1u);
-}
-
-TEST_F(SettingsStore, NullValueRemovesKeyAndNullKeyRemovesSection) {
+  // A null value removes the key, a null key the section.
   Put("[A]\r\nX=1\r\nY=2\r\n[B]\r\nZ=3\r\n");
   ASSERT_EQ(SettingsPutString("A", "X", nullptr), 1);
   ASSERT_EQ(SettingsPutString("B", nullptr, nullptr), 1);

@@ -54,7 +54,7 @@ int SaveWith(const fs::path& source, const fs::path& written, const Family& fami
   else
     EXPECT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist));
   Prompt prompt{AnswerYes, nullptr};
-  return ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, 1, layout) == SaveWritten;
+  return ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, SaveMode::PendingEdits, layout) == SaveWritten;
 }
 
 // Whether a save into the other byte order may write the file: the family's note is free of the

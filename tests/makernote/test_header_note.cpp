@@ -183,7 +183,7 @@ TEST(HeaderNoteCorpus, RebuiltNoteReadsAsBeforeInExifTool) {
       SaveLayout layout;
       layout.bigEndian = order;
       const int result =
-          ExifSaveFileWithLayout(file.string(), out.string(), document.get(), nullptr, 1, layout);
+          ExifSaveFileWithLayout(file.string(), out.string(), document.get(), nullptr, SaveMode::PendingEdits, layout);
       ErrorClear();
       // Under the other byte order every save here stops: a rebuilt note is never turned (819),
       // and a note carried as bytes stops at message 1, answered cancel without a prompt.

@@ -177,7 +177,8 @@ TEST(OlympusCorpus, RebuiltNotesReadAsBefore) {
       EXPECT_EQ(note->NotEditableReason() == nullptr, note->editable == 1);
       ASSERT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist), 1);
       const fs::path out = scratch / (std::to_string(bigEndian) + file.filename().string());
-      ASSERT_EQ(ExifSaveFileWithLayout(file.string(), out.string(), document.get(), nullptr, 1, {bigEndian, 1}),
+      ASSERT_EQ(ExifSaveFileWithLayout(file.string(), out.string(), document.get(), nullptr, SaveMode::PendingEdits,
+                                       {bigEndian, CommitMode::Classify}),
                 SaveWritten);
       // The edits, the byte order, and the places ExifTool shows, which move with the layout
       // (PreviewImageStart is shown from the note's place; its stored value is unchanged). A

@@ -143,8 +143,8 @@ TEST(SaveFile, CancelledQuestionWritesNothing) {
     SaveLayout layout;
     layout.bigEndian = document->bigEndian ^ 1u;
     // With no prompt at all the answer is the one that writes nothing.
-    EXPECT_EQ(ExifSaveFileWithLayout(source.string(), source.string(), document.get(), prompted ? &prompt : nullptr, 1,
-                                     layout),
+    EXPECT_EQ(ExifSaveFileWithLayout(source.string(), source.string(), document.get(), prompted ? &prompt : nullptr,
+                                     SaveMode::PendingEdits, layout),
               SaveCancelled);
     EXPECT_EQ(testsupport::ReadBytes(source), before);
   }

@@ -179,7 +179,7 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
                           !note->KeepAsBytes();
   const uint32_t hadFamily = ExifMakerNoteFamily(document.get());
   Prompt prompt{Answering, &answer};
-  const int result = ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, 1, layout);
+  const int result = ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, SaveMode::PendingEdits, layout);
   if (result != SaveWritten) {
     ++outcome->refused;
     EXPECT_FALSE(fs::exists(written)) << name;

@@ -18,25 +18,13 @@
 #include "shooting/engine_install.h"
 #include "shooting/shooting_fields.h"
 #include "tests/support/peers.h"
+#include "tests/support/prompt_script.h"
 #include "tests/support/test_support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testsupport::ScratchDir;
-
-// What a run showed, by message number, and its texts in UTF-8.
-struct ShownMessages {
-  std::vector<uint32_t> ids;
-  std::vector<std::string> texts;
-};
-
-PromptAnswer RecordMessage(void* user, const PromptQuestion& question) {
-  auto* shown = static_cast<ShownMessages*>(user);
-  shown->ids.push_back(question.messageId);
-  shown->texts.push_back(Utf8FromCp932(question.text));
-  return PromptSafeAnswer(question.buttons);
-}
 
 std::vector<std::string> SplitLine(const std::string& line, char separator) {
   std::vector<std::string> fields;
@@ -68,13 +56,32 @@ std::vector<fs::path> CorpusScans(size_t count) {
   const fs::path makers = testsupport::SharedSub("corpus/makers");
   std::vector<fs::path> scans{makers / "nikon/pel_nikon-coolscan-iv.jpg",
                               makers / "other/mei_Kodak_CLAS_Digital_Film_Scanner_HR200_1_.jpg"};
-  for (const fs::path& file : testsupport::FilesUnder(makers)) {
-    std::string extension = file.extension().string();
-    for (char& c : extension) c = char(std::tolower(uint8_t(c)));
-    if (extension == ".jpg" && std::find(scans.begin(), scans.end(), file) == scans.end()) scans.push_back(file);
-  }
+  for (const fs::path& file : testsupport::SharedJpegs({"corpus/makers"}))
+    if (std::find(scans.begin(), scans.end(), file) == scans.end()) scans.push_back(file);
   scans.resize(std::min(scans.size(), count));
   return scans;
+}
+
+// The text of a tag as a file holds it; "<absent>" without the tag, "<unread>" without Exif.
+std::string TagText(const fs::path& file, uint32_t kind, uint16_t tag) {
+  ExifDocumentPtr document;
+  if (!(ExifCheckFile(file.string(), document) & StatusJpeg)) return "<unread>";
+  const TagEntry* entry = ExifFindTag(document.get(), kind, tag);
+  return entry ? reinterpret_cast<const char*>(entry->Data()) : "<absent>";
+}
+
+// A JPEG without Exif: the corpus file with its APP1 segment cut out.
+void WriteWithoutExif(const fs::path& source, const fs::path& destination) {
+  std::vector<unsigned char> bytes = testsupport::ReadBytes(source);
+  size_t position = 2;
+  while (position + 4 <= bytes.size() && bytes[position] == 0xFF && bytes[position + 1] != 0xE1) {
+    position += 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
+  }
+  if (position + 4 <= bytes.size() && bytes[position + 1] == 0xE1) {
+    const size_t length = 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
+    bytes.erase(bytes.begin() + std::ptrdiff_t(position), bytes.begin() + std::ptrdiff_t(position + length));
+  }
+  testsupport::WriteBytes(destination, bytes);
 }
 
 class Embed : public ::testing::Test {
@@ -88,13 +95,11 @@ class Embed : public ::testing::Test {
   // Copies of real scans named as a scanner names them; the originals behind them in order.
   std::vector<fs::path> MakeRoll(size_t count) {
     std::vector<fs::path> copies;
-    for (const fs::path& source : CorpusScans(count)) {
+    sources_ = CorpusScans(count);
+    for (const fs::path& source : sources_) {
       char name[32];
       std::snprintf(name, sizeof name, "scan_%04zu.jpg", copies.size() + 1);
-      copies.push_back(roll_ / name);
-      fs::copy_file(source, copies.back());
-      fs::permissions(copies.back(), fs::perms::owner_read | fs::perms::owner_write);
-      sources_.push_back(source);
+      copies.push_back(testsupport::CopyWritable(source, roll_ / name));
     }
     return copies;
   }
@@ -116,9 +121,8 @@ class Embed : public ::testing::Test {
   ScratchDir scratch_;
   fs::path roll_ = scratch_ / "roll";
   std::vector<fs::path> sources_;
-  ShownMessages shown_;
-  Prompt prompt_{RecordMessage, &shown_};
-  EmbedProgress progress_{nullptr, nullptr, &prompt_};
+  testsupport::PromptScript shown_;
+  EmbedProgress progress_{nullptr, nullptr, &shown_.prompt};
 };
 
 fs::path RealRoll() { return testsupport::SharedSub("samples/mv1/real") / "f6-detailed-film032-36frames.txt"; }
@@ -166,10 +170,8 @@ TEST_F(Embed, RealRollWritesEveryFrameIntoItsScan) {
     }
   }
   // Without the option no private tag is written.
-  ExifDocumentPtr document;
-  ASSERT_NE(ExifCheckFile(scans[0].string(), document) & StatusJpeg, 0u);
-  EXPECT_EQ(ExifFindTag(document.get(), IfdExif, TagFrameNumber), nullptr);
-  EXPECT_EQ(ExifFindTag(document.get(), IfdExif, TagFilmName), nullptr);
+  EXPECT_EQ(TagText(scans[0], IfdExif, TagFrameNumber), "<absent>");
+  EXPECT_EQ(TagText(scans[0], IfdExif, TagFilmName), "<absent>");
 }
 
 TEST_F(Embed, PrivateTagsReplaceTheInteropTableAndKeepSoftware) {
@@ -177,106 +179,67 @@ TEST_F(Embed, PrivateTagsReplaceTheInteropTableAndKeepSoftware) {
   TAVEXON_REQUIRE_SHARED("samples/mv1/real");
   const std::vector<fs::path> scans = MakeRoll(3);
   std::vector<std::string> software;
-  for (const fs::path& scan : scans) {
-    ExifDocumentPtr before;
-    ExifCheckFile(scan.string(), before);
-    const TagEntry* entry = before ? ExifFindTag(before.get(), IfdPrimary, 305) : nullptr;
-    software.push_back(entry ? std::string(reinterpret_cast<const char*>(entry->Data())) : "");
-  }
+  for (const fs::path& scan : scans) software.push_back(TagText(scan, IfdPrimary, 305));
   ASSERT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote | EmbedPrivateTags | EmbedKeepSoftware, "Portra 400"), 1);
   const auto frames = FrameColumns(RealThreeFrames());
   for (size_t i = 0; i < scans.size(); ++i) {
     SCOPED_TRACE(sources_[i].string());
+    EXPECT_EQ(TagText(scans[i], IfdExif, TagFrameNumber), frames[i][0]);
+    EXPECT_EQ(TagText(scans[i], IfdExif, TagFilmName), "Portra 400");
+    EXPECT_EQ(TagText(scans[i], IfdPrimary, 305), software[i]);
     ExifDocumentPtr document;
     ASSERT_NE(ExifCheckFile(scans[i].string(), document) & StatusJpeg, 0u);
-    const TagEntry* number = ExifFindTag(document.get(), IfdExif, TagFrameNumber);
-    ASSERT_NE(number, nullptr);
-    EXPECT_STREQ(reinterpret_cast<const char*>(number->Data()), frames[i][0].c_str());
-    const TagEntry* film = ExifFindTag(document.get(), IfdExif, TagFilmName);
-    ASSERT_NE(film, nullptr);
-    EXPECT_STREQ(reinterpret_cast<const char*>(film->Data()), "Portra 400");
     EXPECT_LE(ExifTagCount(document.get(), IfdInterop), 0);
-    const TagEntry* kept = ExifFindTag(document.get(), IfdPrimary, 305);
-    EXPECT_EQ(kept ? std::string(reinterpret_cast<const char*>(kept->Data())) : "", software[i]);
   }
 }
 
+// 36 frames for 37 files (75); an F6 file read as F5 type A, no data file (73); a folder without
+// JPEGs (74): each refused before any file changes.
 TEST_F(Embed, RefusalsBeforeAnyFileChanges) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   TAVEXON_REQUIRE_SHARED("samples/mv1/real");
   const std::vector<fs::path> scans = MakeRoll(37);
   ASSERT_EQ(scans.size(), 37u);
   const auto before = Contents(scans);
-
-  EXPECT_EQ(Batch(RealRoll(), 0, EmbedMakerNote), 0);
-  ASSERT_EQ(shown_.ids, std::vector<uint32_t>{75});
-  EXPECT_EQ(shown_.texts[0], "MV-1データ件数[36]とJpegファイル件数[37]が一致しません。\n");
-
-  shown_ = {};
-  EXPECT_EQ(Batch(RealRoll(), 2, EmbedMakerNote), 0) << "an F6 file read as F5 type A";
-  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{73});
-
-  shown_ = {};
-  EXPECT_EQ(Batch(scratch_ / "missing.txt", 0, EmbedMakerNote), 0);
-  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{73});
-
-  shown_ = {};
-  EXPECT_EQ(EmbedBatch("", "", "", RealRoll().string(), 0, EmbedJpegPattern(scratch_.path().string()), &progress_,
-                       EmbedMakerNote)
-                .ok,
-            0)
-      << "a folder without JPEGs";
-  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{74});
-
+  const struct {
+    fs::path data, folder;
+    uint32_t type, message;
+  } refusals[] = {{RealRoll(), roll_, 0, 75},
+                  {RealRoll(), roll_, 2, 73},
+                  {scratch_ / "missing.txt", roll_, 0, 73},
+                  {RealRoll(), scratch_.path(), 0, 74}};
+  for (const auto& r : refusals) {
+    shown_.Forget();
+    EXPECT_EQ(EmbedBatch("Nikon", "F6", "", r.data.string(), r.type, EmbedJpegPattern(r.folder.string()), &progress_,
+                         EmbedMakerNote).ok, 0) << r.message;
+    ASSERT_EQ(shown_.ids, std::vector<uint32_t>{r.message});
+    if (r.message == 75) {
+      EXPECT_EQ(shown_.texts[0], "MV-1データ件数[36]とJpegファイル件数[37]が一致しません。\n");
+    }
+  }
   EXPECT_EQ(Contents(scans), before);
 }
 
-TEST_F(Embed, FailureMidRunKeepsEarlierFilesAndLeavesLaterOnesUntouched) {
+// A run that stops part way (at a scan without Exif; at a read-only scan, 117) keeps the files
+// written before, leaves the rest byte for byte, and no temporary file behind.
+TEST_F(Embed, StopMidRunKeepsEarlierFilesAndLeavesLaterOnesUntouched) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   TAVEXON_REQUIRE_SHARED("samples/mv1/real");
-  const std::vector<fs::path> scans = MakeRoll(3);
-  fs::permissions(scans[1], fs::perms::owner_read);
-  const auto before = Contents(scans);
-  EXPECT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote), 0);
-  EXPECT_EQ(last_.written, 1u);
-  EXPECT_EQ(shown_.ids, std::vector<uint32_t>{117});
-  EXPECT_NE(testsupport::ReadBytes(scans[0]), before[0]);
-  EXPECT_EQ(testsupport::ReadBytes(scans[1]), before[1]);
-  EXPECT_EQ(testsupport::ReadBytes(scans[2]), before[2]);
-  ExifDocumentPtr first;
-  ASSERT_NE(ExifCheckFile(scans[0].string(), first) & StatusJpeg, 0u);
-  const TagEntry* date = ExifFindTag(first.get(), IfdExif, TagDateTimeOriginal);
-  ASSERT_NE(date, nullptr);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(date->Data())).substr(0, 16), "2015:11:28 14:40");
-  for (const fs::path& entry : testsupport::FilesUnder(roll_))
-    EXPECT_EQ(entry.extension(), ".jpg") << "no temporary file stays behind: " << entry;
-}
-
-// A JPEG without Exif: the corpus file with its APP1 segment cut out.
-void WriteWithoutExif(const fs::path& source, const fs::path& destination) {
-  std::vector<unsigned char> bytes = testsupport::ReadBytes(source);
-  size_t position = 2;
-  while (position + 4 <= bytes.size() && bytes[position] == 0xFF && bytes[position + 1] != 0xE1) {
-    position += 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
+  for (size_t stop : {2u, 1u}) {
+    SCOPED_TRACE(stop);
+    const std::vector<fs::path> scans = MakeRoll(3);
+    if (stop == 2) WriteWithoutExif(sources_[2], scans[2]);
+    if (stop == 1) fs::permissions(scans[1], fs::perms::owner_read);
+    const auto before = Contents(scans);
+    shown_.Forget();
+    EXPECT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote), 0);
+    EXPECT_EQ(last_.written, stop);
+    EXPECT_EQ(shown_.ids, stop == 1 ? std::vector<uint32_t>{117} : shown_.ids);
+    for (size_t i = 0; i < scans.size(); ++i) EXPECT_EQ(testsupport::ReadBytes(scans[i]) == before[i], i >= stop) << i;
+    EXPECT_EQ(TagText(scans[0], IfdExif, TagDateTimeOriginal).substr(0, 16), "2015:11:28 14:40");
+    for (const fs::path& entry : testsupport::FilesUnder(roll_))
+      EXPECT_EQ(entry.extension(), ".jpg") << "no temporary file stays behind: " << entry;
   }
-  if (position + 4 <= bytes.size() && bytes[position + 1] == 0xE1) {
-    const size_t length = 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
-    bytes.erase(bytes.begin() + std::ptrdiff_t(position), bytes.begin() + std::ptrdiff_t(position + length));
-  }
-  testsupport::WriteBytes(destination, bytes);
-}
-
-TEST_F(Embed, ScanWithoutExifStopsTheRunUnchanged) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers");
-  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
-  const std::vector<fs::path> scans = MakeRoll(3);
-  WriteWithoutExif(sources_[2], scans[2]);
-  ExifDocumentPtr probe;
-  ASSERT_NE(ExifCheckFile(scans[2].string(), probe) & StatusNoExif, 0u);
-  const auto plain = testsupport::ReadBytes(scans[2]);
-  EXPECT_EQ(Batch(RealThreeFrames(), 0, EmbedMakerNote), 0);
-  EXPECT_EQ(last_.written, 2u);
-  EXPECT_EQ(testsupport::ReadBytes(scans[2]), plain);
 }
 
 TEST_F(Embed, RunButtonChecksAndSettings) {
@@ -294,7 +257,7 @@ TEST_F(Embed, RunButtonChecksAndSettings) {
   ASSERT_EQ(shown_.ids, (std::vector<uint32_t>{52, 46, 47}));
   EXPECT_NE(shown_.texts[1].find("absent.txt"), std::string::npos);
 
-  shown_ = {};
+  shown_.Forget();
   const std::vector<fs::path> scans = MakeRoll(3);
   request.jpegPath = roll_.string() + "/";
   request.dataType = -1;  // none chosen reads as F6 detailed
@@ -303,11 +266,7 @@ TEST_F(Embed, RunButtonChecksAndSettings) {
   EXPECT_EQ(shown_.ids, std::vector<uint32_t>{51});
   EXPECT_EQ(SettingsGetInt("MV1OPTION", "DATATYPE", 9), 0);
   EXPECT_EQ(LoadComboHistory("FILM"), std::vector<std::string>{request.film});
-  ExifDocumentPtr document;
-  ASSERT_NE(ExifCheckFile(scans[2].string(), document) & StatusJpeg, 0u);
-  const TagEntry* film = ExifFindTag(document.get(), IfdExif, TagFilmName);
-  ASSERT_NE(film, nullptr);
-  EXPECT_EQ(reinterpret_cast<const char*>(film->Data()), request.film);
+  EXPECT_EQ(TagText(scans[2], IfdExif, TagFilmName), request.film);
 }
 
 TEST_F(Embed, SingleFrameIntoANewFileLeavesTheSource) {
@@ -322,14 +281,8 @@ TEST_F(Embed, SingleFrameIntoANewFileLeavesTheSource) {
   ASSERT_EQ(EmbedSingle("Nikon", "F6", "", data.get(), 2, scans[0].string(), destination.string(), EmbedMakerNote),
             1);
   EXPECT_EQ(testsupport::ReadBytes(scans[0]), before);
-  ExifDocumentPtr document;
-  ASSERT_NE(ExifCheckFile(destination.string(), document) & StatusJpeg, 0u);
-  const TagEntry* date = ExifFindTag(document.get(), IfdExif, TagDateTimeOriginal);
-  ASSERT_NE(date, nullptr);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(date->Data())).substr(0, 16), "2015:11:29 12:50");
-  const TagEntry* make = ExifFindTag(document.get(), IfdPrimary, 271);
-  ASSERT_NE(make, nullptr);
-  EXPECT_STREQ(reinterpret_cast<const char*>(make->Data()), "Nikon");
+  EXPECT_EQ(TagText(destination, IfdExif, TagDateTimeOriginal).substr(0, 16), "2015:11:29 12:50");
+  EXPECT_EQ(TagText(destination, IfdPrimary, 271), "Nikon");
 }
 
 TEST(EmbedText, CutsAtSixtyThreeBytesWithoutSplittingACharacter) {

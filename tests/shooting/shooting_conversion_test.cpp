@@ -212,7 +212,7 @@ TEST_F(ShootingConversion, LensTextOfTheNikonNote) {
     ASSERT_EQ(ExifCreateEmpty(document), 1);
     if (row.withNote) {
       ASSERT_EQ(ExifCreateMakerNote(document.get()), 1);
-      IfdTable* table = ExifMakerNoteTable(document.get(), kNikonMainTableKind);
+      IfdTable* table = ExifMakerNoteTable(document.get(), kNikonMainKind);
       ASSERT_NE(table, nullptr);
       for (const TagEntry& entry : Convert(row.changes, Note)) table->tags.push_back(entry);
     }

@@ -8,6 +8,8 @@
 #include <deque>
 #include <gtest/gtest.h>
 
+#include "frame/settings.h"
+
 namespace qttest {
 
 namespace {
@@ -94,6 +96,11 @@ std::function<void(QWidget*)> Choose(const std::string& path) {
 void FlushDeletes() {
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   QCoreApplication::processEvents();
+}
+
+void FreshSettings(const std::filesystem::path& folder, std::initializer_list<const char*> noticesSeen) {
+  SettingsSetFilePath((folder / "tvx1App.ini").string());
+  for (const char* notice : noticesSeen) SettingsPutString("FLAG", notice, "0.9.0b");
 }
 
 }  // namespace qttest

@@ -4,7 +4,9 @@
 
 #include <QString>
 #include <QWidget>
+#include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 namespace qttest {
@@ -26,5 +28,9 @@ std::function<void(QWidget*)> Choose(const std::string& path);
 
 // Deletes the windows closed so far.
 void FlushDeletes();
+
+// A settings file of the test's own in `folder`, where the once-per-version notices named
+// ("MSGOK3") count as seen.
+void FreshSettings(const std::filesystem::path& folder, std::initializer_list<const char*> noticesSeen);
 
 }  // namespace qttest

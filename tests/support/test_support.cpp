@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -33,6 +34,23 @@ std::vector<fs::path> FilesUnder(const fs::path& folder) {
     if (e.is_regular_file()) files.push_back(e.path());
   std::sort(files.begin(), files.end());
   return files;
+}
+
+std::vector<fs::path> SharedJpegs(std::initializer_list<std::string> subs) {
+  std::vector<fs::path> jpegs;
+  for (const std::string& sub : subs)
+    for (const fs::path& file : FilesUnder(SharedSub(sub))) {
+      std::string extension = file.extension().string();
+      for (char& c : extension) c = char(std::tolower(static_cast<unsigned char>(c)));
+      if (extension == ".jpg") jpegs.push_back(file);
+    }
+  return jpegs;
+}
+
+fs::path CopyWritable(const fs::path& source, const fs::path& copy) {
+  fs::copy_file(source, copy, fs::copy_options::overwrite_existing);
+  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
+  return copy;
 }
 
 ScratchDir::ScratchDir() {

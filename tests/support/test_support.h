@@ -18,6 +18,12 @@ std::filesystem::path SharedSub(const std::string& sub);
 // Every regular file below a folder, sorted by path.
 std::vector<std::filesystem::path> FilesUnder(const std::filesystem::path& folder);
 
+// The JPEGs (".jpg" in any case) below each shared sub-folder, in the order given, each sorted.
+std::vector<std::filesystem::path> SharedJpegs(std::initializer_list<std::string> subs);
+
+// Copies `source` to `copy` (replacing it) and lets the owner write it; gives `copy`.
+std::filesystem::path CopyWritable(const std::filesystem::path& source, const std::filesystem::path& copy);
+
 // A fresh scratch folder, removed with the object.
 class ScratchDir {
  public:

@@ -149,10 +149,6 @@ TEST(Backup, RestoredIntoTheStrippedFileReadsAsTheOriginal) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 // Every tool that reads a file ends on the hostile corpus with a result, and writes nothing
 // into a file it refuses.
 TEST(Backup, HostileFilesEndCleanly) {

@@ -10,22 +10,12 @@
 #include "codec/jpeg_decoder.h"
 #include "codec/raster_scale.h"
 #include "makernote/makernote_install.h"
+#include "tests/support/prompt_script.h"
 #include "tests/support/test_support.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-// Answers from a script, recording the messages asked.
-struct Script {
-  std::vector<uint32_t> asked;
-  PromptAnswer answer = PromptAnswerNo;
-  static PromptAnswer Ask(void* user, const PromptQuestion& question) {
-    auto* script = static_cast<Script*>(user);
-    script->asked.push_back(question.messageId);
-    return script->answer;
-  }
-};
 
 std::pair<int32_t, int32_t> SizeOf(const fs::path& file) {
   int32_t w = 0, h = 0;
@@ -52,12 +42,12 @@ TEST(ShrinkBatch, ModesTreesQuestionsAndRefusals) {
   settings.type = ShrinkBySize;
   settings.width1 = 100;
   settings.height1 = 100;
-  Script script;
-  Prompt prompt{Script::Ask, &script};
-  ShrinkResult result = ShrinkBatchRun(settings, nullptr, &prompt);
+  testsupport::PromptScript script;
+  script.otherwise = PromptAnswerNo;
+  ShrinkResult result = ShrinkBatchRun(settings, nullptr, &script.prompt);
   EXPECT_EQ(result.written, 2u);
   EXPECT_EQ(result.skipped, 1u);  // the broken file, asked with message 60 and answered "no"
-  EXPECT_EQ(script.asked, std::vector<uint32_t>{60});
+  EXPECT_EQ(script.ids, std::vector<uint32_t>{60});
   const auto [bw, bh] = SizeOf(out / "a.jpg");
   EXPECT_TRUE((bw == 100 && bh <= 100) || (bh == 100 && bw <= 100)) << bw << "x" << bh;
   EXPECT_TRUE(fs::exists(out / "roll2" / "b.jpg"));
@@ -65,15 +55,15 @@ TEST(ShrinkBatch, ModesTreesQuestionsAndRefusals) {
 
   // Again: existing outputs are asked about; "no" keeps them byte for byte.
   const auto kept = testsupport::ReadBytes(out / "a.jpg");
-  script.asked.clear();
+  script.Forget();
   settings.type = ShrinkByPercent;
   settings.percent = "50.0%";
-  result = ShrinkBatchRun(settings, nullptr, &prompt);
+  result = ShrinkBatchRun(settings, nullptr, &script.prompt);
   EXPECT_EQ(result.written, 0u);
-  EXPECT_EQ(script.asked, (std::vector<uint32_t>{58, 58, 60}));
+  EXPECT_EQ(script.ids, (std::vector<uint32_t>{58, 58, 60}));
   EXPECT_EQ(testsupport::ReadBytes(out / "a.jpg"), kept);
-  script.answer = PromptAnswerYes;  // overwrite, and end at the broken file
-  result = ShrinkBatchRun(settings, nullptr, &prompt);
+  script.otherwise = PromptAnswerYes;  // overwrite, and end at the broken file
+  result = ShrinkBatchRun(settings, nullptr, &script.prompt);
   EXPECT_EQ(result.written, 2u);
   EXPECT_TRUE(result.stopped);
   EXPECT_EQ(SizeOf(out / "a.jpg"), std::make_pair(int32_t(aw / 2), int32_t(ah / 2)));
@@ -101,7 +91,7 @@ TEST(ShrinkBatch, ModesTreesQuestionsAndRefusals) {
     bad.inputFolder = r.inputFolder;
     bad.outputFolder = r.outputFolder;
     bad.percent = r.percent;
-    EXPECT_EQ(ShrinkBatchRun(bad, nullptr, &prompt).messageId, r.message) << r.inputFolder << " " << r.outputFolder;
+    EXPECT_EQ(ShrinkBatchRun(bad, nullptr, &script.prompt).messageId, r.message) << r.inputFolder << " " << r.outputFolder;
   }
   EXPECT_GT(ShrinkPercentFactor("1.1"), 0.0f);
   EXPECT_GT(ShrinkPercentFactor("99.9"), 0.0f);

@@ -21,14 +21,8 @@ inline std::vector<fs::path> CopyCameraFiles(const fs::path& folder) {
   EngineInstall();
   fs::create_directories(folder);
   std::vector<fs::path> copies;
-  for (const fs::path& file : testsupport::FilesUnder(testsupport::SharedSub("corpus/makers"))) {
-    std::string extension = file.extension().string();
-    for (char& c : extension) c = char(std::tolower(uint8_t(c)));
-    if (extension != ".jpg") continue;
-    copies.push_back(folder / file.filename());
-    fs::copy_file(file, copies.back(), fs::copy_options::overwrite_existing);
-    fs::permissions(copies.back(), fs::perms::owner_read | fs::perms::owner_write);
-  }
+  for (const fs::path& file : testsupport::SharedJpegs({"corpus/makers"}))
+    copies.push_back(testsupport::CopyWritable(file, folder / file.filename()));
   return copies;
 }
 

@@ -26,10 +26,8 @@ const fs::path kRoll = kSamples / "f6-detailed-film032-36frames.txt";
 fs::path ScansCopy(const testsupport::ScratchDir& scratch, const std::string& name) {
   const fs::path folder = scratch / name;
   fs::create_directories(folder);
-  for (const fs::path& scan : testsupport::FilesUnder(kSamples / "scans")) {
-    fs::copy_file(scan, folder / scan.filename());
-    fs::permissions(folder / scan.filename(), fs::perms::owner_read | fs::perms::owner_write);
-  }
+  for (const fs::path& scan : testsupport::FilesUnder(kSamples / "scans"))
+    testsupport::CopyWritable(scan, folder / scan.filename());
   return folder;
 }
 
@@ -41,16 +39,12 @@ void Fill(EmbedWindow& window, const fs::path& jpegs) {
   window.findChild<QLineEdit*>("jpegpath")->setText(QString::fromStdString(jpegs.string()));
 }
 
-void FreshSettings(const testsupport::ScratchDir& scratch) {
-  SettingsSetFilePath((scratch / "tvx1App.ini").string());
-  SettingsPutString("FLAG", "MSGOK1", "0.9.0b");
-}
-
 }  // namespace
 
-TEST(EmbedWindow, SameFilesAsTheCommandLine) {
+// The window's run, and the one-frame dialog for one frame, write what tavexon-cli embed writes.
+TEST(EmbedWindow, RunAndOneFrameDialogWriteWhatTheCommandLineWrites) {
   testsupport::ScratchDir scratch;
-  FreshSettings(scratch);
+  qttest::FreshSettings(scratch.path(), {"MSGOK1"});
   const fs::path byCli = ScansCopy(scratch, "cli");
   const fs::path byWindow = ScansCopy(scratch, "window");
   int status = 0;
@@ -69,56 +63,8 @@ TEST(EmbedWindow, SameFilesAsTheCommandLine) {
     EXPECT_EQ(testsupport::ReadBytes(byWindow / scan.filename()), testsupport::ReadBytes(scan));
   }
   EXPECT_EQ(SettingsGetText("MAKER", "VAL00"), "Nikon");  // the histories were stored
-  EXPECT_EQ(qttest::UnexpectedModals(), 0);
-}
+  SettingsPutString("FLAG", "MSGOK4", "0.9.0b");  // the one-frame embed's notice seen
 
-TEST(EmbedWindow, CountMismatchWritesNothingAndEscStopsAfterTheFileInHand) {
-  testsupport::ScratchDir scratch;
-  FreshSettings(scratch);
-  const fs::path jpegs = ScansCopy(scratch, "scans");
-  fs::remove(jpegs / "scan_0036.jpg");
-  const std::vector<fs::path> scans = testsupport::FilesUnder(jpegs);
-  std::vector<std::vector<unsigned char>> before;
-  for (const fs::path& scan : scans) before.push_back(testsupport::ReadBytes(scan));
-  EmbedWindow window;
-  Fill(window, jpegs);
-  std::string mismatch;
-  qttest::OnNextModal(qttest::Answer(75, 1, &mismatch));
-  qttest::OnNextModal(qttest::Answer(5, 1));
-  EXPECT_EQ(window.Run(), 0);
-  EXPECT_NE(mismatch.find("[36]"), std::string::npos) << mismatch;
-  EXPECT_NE(mismatch.find("[35]"), std::string::npos) << mismatch;
-  for (size_t i = 0; i < scans.size(); ++i) EXPECT_EQ(testsupport::ReadBytes(scans[i]), before[i]);
-
-  // With the roll whole again, Esc arrives while the third file is reported.
-  fs::copy_file(kSamples / "scans/scan_0036.jpg", jpegs / "scan_0036.jpg");
-  fs::permissions(jpegs / "scan_0036.jpg", fs::perms::owner_read | fs::perms::owner_write);
-  auto* label = window.findChild<QLabel*>("progress");
-  QTimer watch;
-  QObject::connect(&watch, &QTimer::timeout, [&] {
-    if (label->text() != "scan_0003.jpg") return;
-    watch.stop();
-    QTest::keyClick(&window, Qt::Key_Escape);
-  });
-  watch.start(0);
-  qttest::OnNextModal(qttest::Answer(5, 1));
-  EXPECT_EQ(window.Run(), 0);
-  for (size_t i = 0; i < scans.size(); ++i) {
-    SCOPED_TRACE(scans[i].filename().string());
-    EXPECT_EQ(testsupport::ReadBytes(scans[i]) == before[i], i >= 2);
-  }
-  EXPECT_EQ(qttest::UnexpectedModals(), 0);
-}
-
-TEST(EmbedWindow, OneFrameDialogWritesTheFrameTheRollWouldGive) {
-  testsupport::ScratchDir scratch;
-  FreshSettings(scratch);
-  SettingsPutString("FLAG", "MSGOK4", "0.9.0b");
-  const fs::path byCli = ScansCopy(scratch, "cli");
-  testsupport::RunCommand("TAVEXON_INI=" + testsupport::ShellQuote((scratch / "cli.ini").string()) + " " +
-                          TAVEXON_CLI_PATH + " embed --data " + testsupport::ShellQuote(kRoll.string()) +
-                          " --type f6-detailed --maker Nikon --camera F6 --jpegs " +
-                          testsupport::ShellQuote(byCli.string()) + " >/dev/null 2>&1");
   const fs::path out = scratch / "frame5.jpg";
   std::string preview;
   qttest::OnNextModal([&](QWidget* dialog) {
@@ -147,5 +93,42 @@ TEST(EmbedWindow, OneFrameDialogWritesTheFrameTheRollWouldGive) {
                                    testsupport::ShellQuote(file.string()) + " | tail -n +2");
   };
   EXPECT_EQ(dump(out), dump(byCli / "scan_0005.jpg"));
+  EXPECT_EQ(qttest::UnexpectedModals(), 0);
+}
+
+TEST(EmbedWindow, CountMismatchWritesNothingAndEscStopsAfterTheFileInHand) {
+  testsupport::ScratchDir scratch;
+  qttest::FreshSettings(scratch.path(), {"MSGOK1"});
+  const fs::path jpegs = ScansCopy(scratch, "scans");
+  fs::remove(jpegs / "scan_0036.jpg");
+  const std::vector<fs::path> scans = testsupport::FilesUnder(jpegs);
+  std::vector<std::vector<unsigned char>> before;
+  for (const fs::path& scan : scans) before.push_back(testsupport::ReadBytes(scan));
+  EmbedWindow window;
+  Fill(window, jpegs);
+  std::string mismatch;
+  qttest::OnNextModal(qttest::Answer(75, 1, &mismatch));
+  qttest::OnNextModal(qttest::Answer(5, 1));
+  EXPECT_EQ(window.Run(), 0);
+  EXPECT_NE(mismatch.find("[36]"), std::string::npos) << mismatch;
+  EXPECT_NE(mismatch.find("[35]"), std::string::npos) << mismatch;
+  for (size_t i = 0; i < scans.size(); ++i) EXPECT_EQ(testsupport::ReadBytes(scans[i]), before[i]);
+
+  // With the roll whole again, Esc arrives while the third file is reported.
+  testsupport::CopyWritable(kSamples / "scans/scan_0036.jpg", jpegs / "scan_0036.jpg");
+  auto* label = window.findChild<QLabel*>("progress");
+  QTimer watch;
+  QObject::connect(&watch, &QTimer::timeout, [&] {
+    if (label->text() != "scan_0003.jpg") return;
+    watch.stop();
+    QTest::keyClick(&window, Qt::Key_Escape);
+  });
+  watch.start(0);
+  qttest::OnNextModal(qttest::Answer(5, 1));
+  EXPECT_EQ(window.Run(), 0);
+  for (size_t i = 0; i < scans.size(); ++i) {
+    SCOPED_TRACE(scans[i].filename().string());
+    EXPECT_EQ(testsupport::ReadBytes(scans[i]) == before[i], i >= 2);
+  }
   EXPECT_EQ(qttest::UnexpectedModals(), 0);
 }

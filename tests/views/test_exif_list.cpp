@@ -19,16 +19,11 @@ namespace {
 namespace fs = std::filesystem;
 using Rows = std::vector<std::pair<std::string, std::string>>;  // name, text
 
-void FreshSettings(const testsupport::ScratchDir& scratch) {
-  SettingsSetFilePath((scratch / "tvx1App.ini").string());
-  SettingsPutString("FLAG", "MSGOK3", "0.9.0b");  // the edit dialog's notice seen
-}
+// A settings file where the edit dialog's notice was seen.
+void FreshSettings(const testsupport::ScratchDir& scratch) { qttest::FreshSettings(scratch.path(), {"MSGOK3"}); }
 
 fs::path CorpusCopy(const testsupport::ScratchDir& scratch, const std::string& file) {
-  const fs::path copy = scratch / fs::path(file).filename();
-  fs::copy_file(testsupport::SharedSub("corpus/makers") / file, copy);
-  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
-  return copy;
+  return testsupport::CopyWritable(testsupport::SharedSub("corpus/makers") / file, scratch / fs::path(file).filename());
 }
 
 // The list as the window shows it: each heading with its rows.
@@ -153,9 +148,7 @@ TEST(ExifList, AFileWithoutExifGainsItThroughAdd) {
   if (!testsupport::HaveProgram("exiftool")) GTEST_SKIP() << "exiftool reads the result";
   testsupport::ScratchDir scratch;
   FreshSettings(scratch);
-  const fs::path file = scratch / "plain.jpg";
-  fs::copy_file(testsupport::SharedSub("corpus/jpeg") / "ljt_testorig.jpg", file);
-  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+  const fs::path file = testsupport::CopyWritable(testsupport::SharedSub("corpus/jpeg") / "ljt_testorig.jpg", scratch / "plain.jpg");
   const fs::path out = scratch / "with_exif.jpg";
   ExifListWindow window(file.string());
   EXPECT_EQ(window.State(), ListEditNoExif);
