@@ -18,15 +18,12 @@
 
 struct JpegEncoder {
   std::vector<uint8_t> output;  // entropy-coded data, ends in FF D9 after a successful encode
-  size_t outputPosition = 0;    // next byte of output while encoding
-  uint32_t bitPosition = 0;     // pending bits in bitBuffer, below 32 between codes
-  uint64_t bitBuffer = 0;       // pending bits, the newest lowest
+  size_t outputPosition = 0;    // bytes of output after a successful encode
   const int32_t* lumaTable = nullptr;    // 64 steps in natural order, not owned
   const int32_t* chromaTable = nullptr;  // 64 steps in natural order, not owned
   uint32_t hSampling = 2;
   uint32_t vSampling = 1;
   int32_t restartInterval = 0;  // in MCUs; -1 is one MCU row; 0 none
-  int32_t dcPredictor[3] = {0, 0, 0};
   uint32_t mcuRows = 0;
   uint32_t mcusPerRow = 0;
   uint32_t width = 0;
