@@ -504,21 +504,19 @@ constexpr unsigned kMaxEncodeThreads = 8;
 bool EncodeParallel(const EncodeJob& job, uint32_t rowsPerRun, std::vector<uint8_t>& output) {
   const JpegEncoder* e = job.e;
   const uint32_t runs = (e->mcuRows + rowsPerRun - 1) / rowsPerRun;
-  std::vector<std::vector<uint8_t>> coded(runs);
+  std::vector<CodedBytes> coded(runs);
   std::atomic<uint32_t> next{0};
   std::atomic<bool> failed{false};
+  const size_t estimate = size_t(e->width) * 8 * e->vSampling * rowsPerRun / 2 + kMcuRoom;
   auto work = [&] {
     EncodeJob own = job;
     own.interval = 0;
     McuRowPlanes planes;
-    CodedBytes scratch;
-    scratch.Start(size_t(e->width) * 8 * e->vSampling * rowsPerRun + kMcuRoom);
     for (uint32_t run; !failed && (run = next++) < runs;) {
       uint32_t markers = 0;
-      scratch.position = 0;
-      if (!EncodeRows(own, run * rowsPerRun, std::min(e->mcuRows, (run + 1) * rowsPerRun), planes, scratch, markers))
+      coded[run].bytes.resize(estimate);
+      if (!EncodeRows(own, run * rowsPerRun, std::min(e->mcuRows, (run + 1) * rowsPerRun), planes, coded[run], markers))
         failed = true;
-      coded[run].assign(scratch.bytes.data(), scratch.bytes.data() + scratch.position);
     }
   };
   const unsigned threads = std::min({std::max(1u, std::thread::hardware_concurrency()), kMaxEncodeThreads, runs});
@@ -528,10 +526,10 @@ bool EncodeParallel(const EncodeJob& job, uint32_t rowsPerRun, std::vector<uint8
   for (std::thread& worker : workers) worker.join();
   if (failed) return false;
   size_t total = 2;
-  for (const std::vector<uint8_t>& run : coded) total += run.size() + 2;
+  for (const CodedBytes& run : coded) total += run.position + 2;
   ReserveHuge(output, total);
   for (uint32_t run = 0; run < runs; ++run) {
-    output.insert(output.end(), coded[run].begin(), coded[run].end());
+    output.insert(output.end(), coded[run].bytes.data(), coded[run].bytes.data() + coded[run].position);
     if (run + 1 < runs) output.insert(output.end(), {0xFF, uint8_t(0xD0 + (run & 7))});
   }
   return true;
