@@ -55,9 +55,6 @@ const int32_t kJpegQuantCoarse[64] = {
 
 namespace {
 
-// The colour coefficients in table order: Y from R, G, B; Cb from R, G, B; Cr from R, G, B.
-constexpr double kColourCoefficients[9] = {0.299, 0.587, 0.114, 0.16874, 0.33126, 0.5, 0.5, 0.41869, 0.08131};
-
 // One Huffman table as code and length by symbol byte.
 struct HuffmanCodes {
   uint16_t code[256] = {};
@@ -306,8 +303,9 @@ struct Source {
   const uint8_t* Row(uint32_t y) const { return pixels + size_t(height - 1 - std::min(y, height - 1)) * stride; }
 };
 
-// Colour conversion in floating point: the samples go to the transform unrounded, and no value
-// can leave -128..127 (the coefficients of each component sum to 1 or to 0).
+// Colour conversion in floating point with the coefficients of the colour tables: the samples go
+// to the transform unrounded, and no value can leave -128..127 (the coefficients of each
+// component sum to 1 or to 0).
 constexpr float kLuma[3] = {0.299f, 0.587f, 0.114f};         // from R, G, B
 constexpr float kBlue[3] = {-0.16874f, -0.33126f, 0.5f};    // Cb
 constexpr float kRed[3] = {0.5f, -0.41869f, -0.08131f};     // Cr
@@ -441,9 +439,6 @@ void PutQuantSegment(std::vector<uint8_t>& out, uint8_t id, const int32_t* steps
 
 JpegEncoderPtr JpegEncoderCreate() {
   JpegEncoderPtr encoder(new JpegEncoder);
-  for (int table = 0; table < 9; ++table)
-    for (int i = 0; i < 256; ++i)
-      encoder->colourTables[table][i] = int32_t(i * kColourCoefficients[table] * 65536 + 0.5);
   encoder->lumaTable = kJpegQuantNormal;
   encoder->chromaTable = kJpegQuantNormal;
   return encoder;
