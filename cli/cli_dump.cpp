@@ -10,6 +10,7 @@
 #include "cli/cli_json.h"
 #include "cli/cli_output.h"
 #include "cli/commands.h"
+#include "codec/read_ahead.h"
 #include "exif/exif_document.h"
 #include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
@@ -17,6 +18,7 @@
 #include "exif/value_format.h"
 #include "frame/cp932.h"
 #include "frame/error_stack.h"
+#include "frame/settings.h"
 
 namespace {
 
@@ -314,31 +316,59 @@ int DumpWritePreview(ExifDocument* document, const std::string& out) {
   return ok ? 1 : 0;
 }
 
+// Prints one file's reading (and writes its preview when asked); false when the file failed.
+bool DumpOne(const DumpOptions& options, const std::string& path, DumpReading& reading, bool first,
+             std::string& out) {
+  bool ok = true;
+  if (CliReadFailed(reading)) {
+    ok = false;
+    CliReportError(path, reading.error, CliReadMessage(reading.status, reading.error));
+  } else if (const uint32_t warning = CliReadMessage(reading.status, reading.error)) {
+    std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(warning).c_str());
+  }
+  if (!options.preview.empty() && reading.document && !DumpWritePreview(reading.document.get(), options.preview))
+    ok = false;
+  out.clear();
+  if (options.json) {
+    out += first ? "\n" : ",\n";
+    DumpJson(path, reading, options.binary, out);
+  } else {
+    DumpText(path, reading, options.raw, out);
+  }
+  std::fwrite(out.data(), 1, out.size(), stdout);
+  return ok;
+}
+
+// From this many files on, the heads come through the read-ahead reader, in order, while this
+// thread parses and prints; fewer are read one after another, and so are all when the setting
+// MULTIREADNUM (the reader's slots) is below 1.
+constexpr size_t kDumpReadAheadFiles = 8;
+constexpr int kDumpReadAheadSlots = 64;
+
 int DumpRun(const DumpOptions& options) {
   int exitCode = CliSuccess;
   std::string out;
   // The JSON array is written file by file, so a folder of thousands never stands in memory.
   if (options.json) std::fputs("[", stdout);
-  bool first = true;
-  for (const std::string& path : options.files) {
-    DumpReading reading = CliRead(path);
-    if (CliReadFailed(reading)) {
-      exitCode = CliFailure;
-      CliReportError(path, reading.error, CliReadMessage(reading.status, reading.error));
-    } else if (const uint32_t warning = CliReadMessage(reading.status, reading.error)) {
-      std::fprintf(stderr, "%s: %s\n", path.c_str(), CliMessage(warning).c_str());
+  size_t done = 0;
+  ReadAheadReaderPtr reader;
+  const int slots = SettingsGetInt("OPTION", "MULTIREADNUM", kDumpReadAheadSlots);
+  if (options.files.size() >= kDumpReadAheadFiles && slots >= 1 &&
+      ReadAheadOpenSegments(options.files, reader, slots) == 0) {
+    std::vector<ReadAheadResult> results;
+    while (ReadAheadNext(reader.get(), results) >= 0) {
+      for (const ReadAheadResult& result : results) {
+        // A head without an APP1 (a NEF, a file without Exif, one that cannot be opened or has
+        // vanished) is read as a single file is, so its messages and reasons are the same.
+        DumpReading reading = result.segmentFound ? CliReadSegment(result.path, result.segment) : CliRead(result.path);
+        if (!DumpOne(options, result.path, reading, done++ == 0, out)) exitCode = CliFailure;
+      }
+      results.clear();
     }
-    if (!options.preview.empty() && reading.document && !DumpWritePreview(reading.document.get(), options.preview))
-      exitCode = CliFailure;
-    out.clear();
-    if (options.json) {
-      out += first ? "\n" : ",\n";
-      DumpJson(path, reading, options.binary, out);
-      first = false;
-    } else {
-      DumpText(path, reading, options.raw, out);
-    }
-    std::fwrite(out.data(), 1, out.size(), stdout);
+  }
+  for (; done < options.files.size(); ++done) {
+    DumpReading reading = CliRead(options.files[done]);
+    if (!DumpOne(options, options.files[done], reading, done == 0, out)) exitCode = CliFailure;
   }
   if (options.json) std::fputs("\n]\n", stdout);
   return exitCode;

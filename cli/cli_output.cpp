@@ -54,10 +54,11 @@ uint32_t CliReadMessage(uint32_t status, const ErrorDetail& error) {
   return 0;
 }
 
-CliReading CliRead(const std::string& path) {
-  CliReading reading;
-  ErrorClear();
-  if (!ExifLoadFile(path, reading.document)) {
+namespace {
+
+// The reading after the load: the refusal the stack holds, or the inspection of the document.
+CliReading CliReadAfterLoad(int loaded, CliReading reading) {
+  if (!loaded) {
     reading.error = ErrorPopDetail();
     reading.status = reading.error.code == ErrNoExif ? StatusNoExif : StatusUnusable;
     ErrorClear();
@@ -72,6 +73,27 @@ CliReading CliRead(const std::string& path) {
   }
   ErrorClear();
   return reading;
+}
+
+}  // namespace
+
+CliReading CliRead(const std::string& path) {
+  CliReading reading;
+  ErrorClear();
+  const int loaded = ExifLoadFile(path, reading.document);
+  return CliReadAfterLoad(loaded, std::move(reading));
+}
+
+CliReading CliReadSegment(const std::string& path, const std::vector<uint8_t>& app1) {
+  CliReading reading;
+  ErrorClear();
+  // As ExifLoadFile takes a JPEG's first APP1 payload, from bytes already read.
+  const int loaded = ExifCreateFromSegment(app1.data(), uint32_t(app1.size()), reading.document);
+  if (loaded) {
+    reading.document->path = path;
+    reading.document->sourceKind = 1;
+  }
+  return CliReadAfterLoad(loaded, std::move(reading));
 }
 
 bool CliReadFailed(const CliReading& reading) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "exif/exif_document.h"
 #include "frame/error_stack.h"
@@ -38,6 +39,8 @@ struct CliReading {
   bool partial = false;
 };
 CliReading CliRead(const std::string& path);
+// The same for a JPEG whose first APP1 payload has been read already (by the read-ahead reader).
+CliReading CliReadSegment(const std::string& path, const std::vector<uint8_t>& app1);
 
 // The read failed, or stopped part way (the parse, or the MakerNote's).
 bool CliReadFailed(const CliReading& reading);

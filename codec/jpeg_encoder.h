@@ -7,10 +7,10 @@
 //
 // Calling order: create, set sampling, set restart, set level or tables, encode, set Exif, to file
 // or memory, destroy. Each encoder keeps its own state, so encoders on different threads do not
-// meet.
+// meet. A picture of a megapixel or more whose restart interval is a whole number of MCU rows is
+// coded on several threads, with the same bytes as on one.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -18,22 +18,17 @@
 
 struct JpegEncoder {
   std::vector<uint8_t> output;  // entropy-coded data, ends in FF D9 after a successful encode
-  size_t outputPosition = 0;    // next byte of output while encoding
-  uint32_t bitPosition = 0;     // pending bits in bitBuffer, below 32 between codes
-  uint64_t bitBuffer = 0;       // pending bits, the newest lowest
+  size_t outputPosition = 0;    // bytes of output after a successful encode
   const int32_t* lumaTable = nullptr;    // 64 steps in natural order, not owned
   const int32_t* chromaTable = nullptr;  // 64 steps in natural order, not owned
   uint32_t hSampling = 2;
   uint32_t vSampling = 1;
   int32_t restartInterval = 0;  // in MCUs; -1 is one MCU row; 0 none
-  int32_t dcPredictor[3] = {0, 0, 0};
   uint32_t mcuRows = 0;
   uint32_t mcusPerRow = 0;
   uint32_t width = 0;
   uint32_t height = 0;
   std::vector<uint8_t> exifSegment;  // APP1 payload, starting with its identifier
-  // Y, Cb and Cr from R, G and B: entry i is i * coefficient * 65536 + 0.5, truncated.
-  std::array<std::array<int32_t, 256>, 9> colourTables{};
   bool failed = false;  // an out-of-range Huffman index was met
 };
 

@@ -2,7 +2,10 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include <algorithm>
 #include <atomic>
@@ -54,6 +57,7 @@ struct HeadRead {
   AlignedBuffer buffer;
   size_t size = 0;
   std::atomic<int> state{SlotQueued};
+  int systemError = 0;  // set before state becomes SlotFailed
   std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
 };
 
@@ -79,6 +83,7 @@ void ReadHead(HeadRead& head, bool unbufferedOff) {
     direct = false;
   }
   if (file.fd < 0 || !head.buffer.bytes) {
+    head.systemError = file.fd < 0 ? errno : ENOMEM;
     head.state = SlotFailed;
     return;
   }
@@ -92,11 +97,38 @@ void ReadHead(HeadRead& head, bool unbufferedOff) {
     ::posix_fadvise(file.fd, 0, 0, POSIX_FADV_DONTNEED);
   }
   if (got < 0) {
+    head.systemError = errno;
     head.state = SlotFailed;
     return;
   }
   head.size = size_t(got);
   head.state = head.size < kHeadBytes ? SlotEnd : SlotReady;
+}
+
+// Takes the head from the page cache when it stands there whole, without waiting for a disk:
+// true when the slot is settled (read, or the file failed to open), false when the pool must
+// read it. A warm folder so costs what reading one file after another costs.
+bool ReadHeadCached(HeadRead& head) {
+#if defined(RWF_NOWAIT)
+  FileHandle file(OpenRegular(head.path, false));
+  if (file.fd < 0) {
+    head.systemError = errno;
+    head.state = SlotFailed;
+    return true;
+  }
+  struct stat info;
+  if (!head.buffer.bytes || ::fstat(file.fd, &info) != 0) return false;
+  iovec into{head.buffer.bytes, kHeadBytes};
+  const ssize_t got = ::preadv2(file.fd, &into, 1, 0, RWF_NOWAIT);
+  // A short read means part of the head is not in the cache (or the system cannot tell).
+  if (got < 0 || size_t(got) != std::min<size_t>(kHeadBytes, size_t(info.st_size))) return false;
+  head.size = size_t(got);
+  head.state = head.size < kHeadBytes ? SlotEnd : SlotReady;
+  return true;
+#else
+  (void)head;
+  return false;
+#endif
 }
 
 // The head of a file, continued by plain reads when a segment runs past it.
@@ -151,13 +183,19 @@ uint32_t ExtractApp1(HeadStream& stream, std::vector<uint8_t>& work, uint32_t* s
   }
 }
 
-// Parses a delivered head into a result.
-ReadAheadResult ResultOfHead(const HeadRead& head, std::vector<uint8_t>& work) {
+// Parses a delivered head into a result, or with segmentsOnly hands over its APP1 payload.
+ReadAheadResult ResultOfHead(const HeadRead& head, std::vector<uint8_t>& work, bool segmentsOnly) {
   ReadAheadResult result;
   result.path = head.path;
   HeadStream stream(head);
   uint32_t size = 0;
-  if (ExtractApp1(stream, work, &size) != 0) {
+  const bool found = ExtractApp1(stream, work, &size) == 0;
+  if (segmentsOnly) {
+    if (found) result.segment.assign(work.begin(), work.begin() + size);
+    result.segmentFound = found;
+    return result;
+  }
+  if (!found) {
     result.fileClass = StatusNoExif;
     return result;
   }
@@ -189,6 +227,7 @@ struct ReadAheadReader {
   int slotCount = 1;
   bool ordered = false;
   bool unbufferedOff = false;
+  bool segmentsOnly = false;       // results carry the APP1 payload, not a document
   std::vector<std::string> paths;  // the files of the list, copied at open
   size_t next = 0;                 // the next path to hand out
   size_t delivered = 0;
@@ -277,6 +316,7 @@ void FillSlots(ReadAheadReader* reader) {
     if (slot || reader->next >= reader->paths.size()) continue;
     slot = std::make_shared<HeadRead>();
     slot->path = reader->paths[reader->next++];
+    if (ReadHeadCached(*slot)) continue;
     std::shared_ptr<HeadRead> held = slot;  // the worker keeps it alive past a timeout
     const bool unbufferedOff = reader->unbufferedOff;
     Submit(reader, [held, unbufferedOff] { ReadHead(*held, unbufferedOff); });
@@ -291,11 +331,12 @@ int SweepSlots(ReadAheadReader* reader, std::vector<ReadAheadResult>& results) {
     if (!slot || (reader->ordered && i != reader->headSlot)) continue;
     const int state = slot->state;
     if (state == SlotReady || state == SlotEnd) {
-      results.push_back(ResultOfHead(*slot, reader->work));
+      results.push_back(ResultOfHead(*slot, reader->work, reader->segmentsOnly));
     } else if (state == SlotFailed || now - slot->start >= kHeadTimeout) {
       ReadAheadResult failed;
       failed.path = slot->path;
       failed.fileClass = StatusNoExif;
+      failed.systemError = state == SlotFailed ? slot->systemError : ETIMEDOUT;
       results.push_back(std::move(failed));
       ++reader->failures;
     } else {
@@ -324,13 +365,12 @@ int NextFromSlots(ReadAheadReader* reader, std::vector<ReadAheadResult>& results
 
 }  // namespace
 
-int ReadAheadOpenWith(const FileList& list, ReadAheadReaderPtr& out, int method, int slotCount, bool ordered,
-                      bool unbufferedOff) {
-  out.reset();
+namespace {
+
+ReadAheadReaderPtr ReadAheadStart(std::vector<std::string> paths, int method, int slotCount, bool ordered,
+                                  bool unbufferedOff) {
   auto reader = ReadAheadReaderPtr(new ReadAheadReader);
-  auto walk = FileListCursor(list);
-  if (!walk) return -1;
-  while (const FileEntry* entry = FileListNext(walk.get(), kFileEntryFile)) reader->paths.push_back(entry->path);
+  reader->paths = std::move(paths);
   reader->slotCount = std::min(slotCount, 1024);
   reader->ordered = ordered;
   reader->unbufferedOff = unbufferedOff;
@@ -342,8 +382,26 @@ int ReadAheadOpenWith(const FileList& list, ReadAheadReaderPtr& out, int method,
     if (method == 1) reader->slots.resize(size_t(reader->slotCount));
     StartWorkers(reader.get(), std::min(reader->slotCount, kMaxWorkers));
   }
-  out = std::move(reader);
+  return reader;
+}
+
+}  // namespace
+
+int ReadAheadOpenWith(const FileList& list, ReadAheadReaderPtr& out, int method, int slotCount, bool ordered,
+                      bool unbufferedOff) {
+  out.reset();
+  auto walk = FileListCursor(list);
+  if (!walk) return -1;
+  std::vector<std::string> paths;
+  while (const FileEntry* entry = FileListNext(walk.get(), kFileEntryFile)) paths.push_back(entry->path);
+  out = ReadAheadStart(std::move(paths), method, slotCount, ordered, unbufferedOff);
   return 0;
+}
+
+int ReadAheadOpenSegments(const std::vector<std::string>& paths, ReadAheadReaderPtr& out, int slotCount) {
+  out = ReadAheadStart(paths, 1, slotCount, true, false);
+  out->segmentsOnly = true;
+  return out->method == 1 ? 0 : -1;
 }
 
 int ReadAheadOpen(const FileList& list, ReadAheadReaderPtr& out, bool ordered, bool unbufferedOff) {

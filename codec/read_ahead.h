@@ -8,7 +8,9 @@
 //   2: a pool of worker threads that read and parse; results arrive in completion order.
 //   other, or MULTIREADNUM below 1: one file at a time on the caller's thread.
 // Heads are read without filling the page cache where the system allows it (O_DIRECT with an
-// aligned buffer, else a plain read followed by POSIX_FADV_DONTNEED), unless unbufferedOff.
+// aligned buffer, else a plain read followed by POSIX_FADV_DONTNEED), unless unbufferedOff. A
+// head that stands whole in the page cache already is taken from there on the caller's thread,
+// without a trip through the pool (method 1).
 // Workers are never killed: they watch a stop flag, and closing joins them.
 #pragma once
 
@@ -26,6 +28,9 @@ struct ReadAheadResult {
   std::string path;
   ExifDocumentPtr document;
   uint32_t fileClass = 0;
+  int systemError = 0;           // why the file could not be opened or read (method 1), else 0
+  std::vector<uint8_t> segment;  // readers opened for segments: the first APP1 payload found
+  bool segmentFound = false;     // readers opened for segments: the head held an APP1
 };
 
 enum ReadAheadNextResult : int { ReadAheadNothingYet = 0, ReadAheadFailed = -1, ReadAheadEnd = -3 };
@@ -43,6 +48,12 @@ int ReadAheadOpen(const FileList& list, ReadAheadReaderPtr& out, bool ordered, b
 // The same with the method and slot count given instead of read from the settings.
 int ReadAheadOpenWith(const FileList& list, ReadAheadReaderPtr& out, int method, int slotCount, bool ordered,
                       bool unbufferedOff);
+
+// Method 1 in list order over the given paths (folders included, which fail), for callers that
+// parse for themselves: each result carries the first APP1 payload of the file's head instead
+// of a document. A file the head does not answer for (no APP1, not a JPEG, unreadable) comes
+// with segmentFound false, for the caller to read as it always does. 0, or -1.
+int ReadAheadOpenSegments(const std::vector<std::string>& paths, ReadAheadReaderPtr& out, int slotCount);
 
 // Appends what is ready to results and returns how many; 0 for nothing yet (call again, pumping
 // events between calls), -3 when every file has been delivered.

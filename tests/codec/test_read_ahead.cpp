@@ -2,8 +2,11 @@
 // reading as a plain read, unreadable and vanished files as failures, by every method.
 #include "codec/read_ahead.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <map>
 #include <thread>
@@ -50,6 +53,15 @@ void Prepare(Folder& folder) {
 }
 
 std::vector<ReadAheadResult> ReadAll(const FileList& list, int method, int slots, bool ordered) {
+  // Every other file out of the page cache: method 1 takes cached heads on the caller's thread
+  // and sends the others to its pool, and the two roads must interleave in order.
+  for (size_t i = 0; i < list.entries->size(); i += 2) {
+    const int fd = ::open((*list.entries)[i].path.c_str(), O_RDONLY);
+    if (fd < 0) continue;
+    ::fdatasync(fd);
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+    ::close(fd);
+  }
   ReadAheadReaderPtr reader;
   EXPECT_EQ(ReadAheadOpenWith(list, reader, method, slots, ordered, false), 0);
   std::vector<ReadAheadResult> results;
@@ -85,6 +97,9 @@ TEST(ReadAhead, EveryFileOnceByEveryMethod) {
       // head read: either way a failure the walk passes over.
       if (expected == StatusUnusable) {
         EXPECT_TRUE(result.fileClass == StatusUnusable || result.fileClass == StatusNoExif) << result.path;
+        if (c.method == 1 && c.slots > 0 && result.path.ends_with("vanishes.jpg")) {
+          EXPECT_EQ(result.systemError, ENOENT);
+        }
       } else {
         EXPECT_EQ(result.fileClass, expected) << result.path;
       }
