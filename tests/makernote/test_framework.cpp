@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "makernote/header_note.h"
 #include "makernote/makernote_families.h"
 #include "makernote/makernote_recognise.h"
 #include "tests/makernote/maker_listing.h"
@@ -91,6 +92,14 @@ TEST(MakerNoteRecognition, SignaturesOfMadeNotes) {
   };
   for (const auto& row : rows)
     EXPECT_EQ(FamilyOf(MakeSynthetic(row.note, row.bigEndian, row.declared), row.bias), row.family) << row.what;
+  // The handler reads that moved Panasonic note in the other order once (only a moved one).
+  const SyntheticNote moved = MakeSynthetic(panasonic, false);
+  for (uint32_t bias : {0u, uint32_t(-50)}) {
+    std::unique_ptr<MakerNoteContext> context = MakerNoteFamilyFind(FamilyPanasonic)->create();
+    EXPECT_EQ(context->Parse(moved.payload.data(), uint32_t(moved.payload.size()), bias, &moved.tag), bias != 0);
+    EXPECT_EQ(static_cast<HeaderNoteContext*>(context.get())->flipped, bias != 0 ? 1u : 0u);
+  }
+  ErrorClear();
 }
 
 TEST(MakerNoteFamilies, RowsStandInRecognitionOrderAndMakeHandlersWhereTheyExist) {
