@@ -30,7 +30,7 @@ struct Entry {
 
 inline uint16_t TypeNumber(const std::string& name) {
   static const std::map<std::string, uint16_t> kTypes{
-      {"int8u", 1},  {"string", 2}, {"int16u", 3},      {"int32u", 4}, {"rational64u", 5}, {"int8s", 6}, {"undef", 7},
+      {"int8u", 1},  {"string", 2}, {"int16u", 3},       {"int32u", 4}, {"rational64u", 5}, {"int8s", 6}, {"undef", 7},
       {"int16s", 8}, {"int32s", 9}, {"rational64s", 10}, {"float", 11}, {"double", 12},     {"ifd", 13}};
   const auto found = kTypes.find(name);
   return found == kTypes.end() ? 0 : found->second;
@@ -46,7 +46,8 @@ inline size_t Depth(const std::string& line) {
 // The entries of the first "MakerNotes directory" of `exiftool -v5 file`, in listing order:
 // key 0 its own entries, key T those of a sub-directory listed under its entry of tag T.
 inline std::map<uint16_t, std::vector<Entry>> ExifToolTables(const std::filesystem::path& file) {
-  std::istringstream lines(testsupport::RunCommand("exiftool -v5 " + testsupport::ShellQuote(file.string()) + " 2>/dev/null"));
+  std::istringstream lines(
+      testsupport::RunCommand("exiftool -v5 " + testsupport::ShellQuote(file.string()) + " 2>/dev/null"));
   std::map<uint16_t, std::vector<Entry>> tables;
   std::vector<Entry>* sub = nullptr;  // the sub-directory being listed
   size_t depth = 0;
@@ -83,8 +84,8 @@ inline std::map<uint16_t, std::vector<Entry>> ExifToolTables(const std::filesyst
     }
     const size_t colon = rest.find(": ");
     const size_t first = rest.find_first_not_of(' ');
-    const bool hexLine = colon != std::string::npos && first < colon &&
-                         rest.find_first_not_of("0123456789abcdef", first) == colon;
+    const bool hexLine =
+        colon != std::string::npos && first < colon && rest.find_first_not_of("0123456789abcdef", first) == colon;
     if (!reading || !hexLine || into.empty()) {
       reading = false;
       continue;
@@ -99,7 +100,8 @@ inline std::map<uint16_t, std::vector<Entry>> ExifToolTables(const std::filesyst
 // `exiftool -j -G1 -a -u -n`: "Group:Name" -> the value as the JSON holds it.
 inline std::map<std::string, std::string> ExifToolJson(const std::filesystem::path& file) {
   std::map<std::string, std::string> reading;
-  std::istringstream lines(testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
+  std::istringstream lines(
+      testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
   for (std::string line; std::getline(lines, line);) {
     const size_t colon = line.find("\": ");
     if (line.size() < 4 || line[2] != '"' || colon == std::string::npos) continue;

@@ -87,14 +87,16 @@ const std::set<std::string> kKeptAsBytes{"exifpy_11-tests.jpg", "exiftool_Canon1
                                          "mei_Issue_339.jpg", "exiftool_Pentax.jpg"};
 
 const auto* OpaqueRow(const fs::path& file) {
-  const auto row = std::find_if(std::begin(kOpaque), std::end(kOpaque), [&](const auto& r) { return file.filename() == r.file; });
+  const auto row =
+      std::find_if(std::begin(kOpaque), std::end(kOpaque), [&](const auto& r) { return file.filename() == r.file; });
   return row != std::end(kOpaque) ? &*row : nullptr;
 }
 
 uint32_t RecognisedFamily(ExifDocument* document) {
   const TagEntry* note = document ? ExifFindTag(document, IfdExif, TagMakerNote) : nullptr;
   const TagEntry* schema = document ? ExifFindTag(document, IfdExif, TagOffsetSchema) : nullptr;
-  return note ? MakerNoteRecogniseFamily(document->raw.data(), document->rawSize, note, schema ? schema->U32(0) : 0) : 0;
+  return note ? MakerNoteRecogniseFamily(document->raw.data(), document->rawSize, note, schema ? schema->U32(0) : 0)
+              : 0;
 }
 
 // Every entry of the note's tables as Tavexon reads them equals ExifTool's listing, in tag order.
@@ -119,8 +121,8 @@ void ExpectEntriesMatch(const fs::path& file, const FamilyRow& row) {
 
 // ExifTool's reading without what says where things lie or describes the file.
 std::map<std::string, std::string> ExifToolReading(const fs::path& file) {
-  static const std::set<std::string> kPlacement{"ThumbnailOffset", "ExifOffset", "MPImageStart", "PreviewImageStart",
-                                                "InteropOffset", "OffsetSchema"};
+  static const std::set<std::string> kPlacement{"ThumbnailOffset",   "ExifOffset",    "MPImageStart",
+                                                "PreviewImageStart", "InteropOffset", "OffsetSchema"};
   std::map<std::string, std::string> reading = makerlisting::ExifToolJson(file);
   std::erase_if(reading, [](const auto& item) {
     const std::string group = item.first.substr(0, item.first.find(':'));
@@ -132,7 +134,8 @@ std::map<std::string, std::string> ExifToolReading(const fs::path& file) {
 
 std::set<std::string> ValidationWarnings(const fs::path& file) {
   std::set<std::string> warnings;
-  std::istringstream lines(testsupport::RunCommand("exiftool -validate -warning -a -s " + testsupport::ShellQuote(file.string())));
+  std::istringstream lines(
+      testsupport::RunCommand("exiftool -validate -warning -a -s " + testsupport::ShellQuote(file.string())));
   for (std::string line; std::getline(lines, line);)
     if (line.rfind("Validate", 0) != 0) warnings.insert(line);
   return warnings;
@@ -151,11 +154,12 @@ uint16_t QueueNoteEdit(ExifDocument* document, const FamilyRow& row) {
   for (const TagEntry& entry : context->Table(row.editTable)->tags) {
     const bool ascii = entry.tag == row.editTag && entry.type == TypeAscii;
     const bool shortValue = entry.type == TypeShort && entry.count == 1 &&
-                            (entry.tag == row.editTag || (row.editTag == 0 && ExifMakerNoteTagEditable(document, row.editTable, entry.tag)));
+                            (entry.tag == row.editTag ||
+                             (row.editTag == 0 && ExifMakerNoteTagEditable(document, row.editTable, entry.tag)));
     const uint16_t plusOne = uint16_t(shortValue ? entry.U16(0) + 1 : 0);
     if (ascii || shortValue) {
-      EXPECT_EQ(ExifQueueEdit(document, PendingSet, row.family | row.editTable, entry.tag, entry.type,
-                              ascii ? 8 : 1, ascii ? static_cast<const void*>("TAVEXON") : &plusOne),
+      EXPECT_EQ(ExifQueueEdit(document, PendingSet, row.family | row.editTable, entry.tag, entry.type, ascii ? 8 : 1,
+                              ascii ? static_cast<const void*>("TAVEXON") : &plusOne),
                 1);
       return entry.tag;
     }
@@ -171,7 +175,9 @@ bool SaveWith(const fs::path& file, const fs::path& out, const FamilyRow& row, E
   const std::string artist(300, 'A');
   *edited = edit == Edit::NoteTag ? QueueNoteEdit(document.get(), row) : 0;
   if (edit != Edit::NoteTag) {
-    EXPECT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, uint32_t(artist.size() + 1), artist.c_str()), 1);
+    EXPECT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, uint32_t(artist.size() + 1),
+                            artist.c_str()),
+              1);
   }
   Prompt prompt{AnswerRebuild, nullptr};
   const int result = ExifSaveFileWithLayout(file.string(), out.string(), document.get(), &prompt, 1, layout);
@@ -287,7 +293,8 @@ std::vector<std::string> OlympusPadding(ExifDocument* document) {
     for (const TagEntry& entry : note->Table(table)->tags) {
       uint8_t field[4];
       ExifWriteU32(note->bigEndian, field, entry.sourceWord);
-      if (const uint32_t size = note->typeSize(entry.type) * entry.count; size < 4) padding.emplace_back(field + size, field + 4);
+      if (const uint32_t size = note->typeSize(entry.type) * entry.count; size < 4)
+        padding.emplace_back(field + size, field + 4);
     }
   return padding;
 }
@@ -321,6 +328,7 @@ TEST(MakerNoteCorpus, ValueTexts) {
   const char *kEos = "canon/mei_Canon_EOS_30D_4_.jpg", *kCompact = "canon/exifpy_11-tests.jpg",
              *kXt3 = "fujifilm/exiv2_FujiTagsDRangeAutoRating1.jpg", *kF40 = "fujifilm/mei_FujiFilm_FinePix_F40fd.jpg",
              *kPen = "olympus/mei_Olympus_PEN_E-P3.jpg", *kE = "olympus/mei_Issue_339.jpg";
+  // clang-format off
   const struct {
     const char* file;
     uint32_t table;
@@ -328,18 +336,23 @@ TEST(MakerNoteCorpus, ValueTexts) {
     const char* text;
     bool part = false;  // the text stands somewhere in the value's
   } kCases[] = {
-      {kCompact, 257, 2, "5.8mm"}, {kEos, 257, 2, "240mm"}, {kCompact, 257, 2, "5.8mm"},
+      {kCompact, 257, 2, "5.8mm"},
+      {kEos, 257, 2, "240mm"},
+      {kCompact, 257, 2, "5.8mm"},
       {kEos, 257, 1, "撮影ﾓｰﾄﾞ:ｼｬｯﾀｰ速度優先AE-部分測光-AIﾌｫｰｶｽAF-1ｺﾏ撮影-ﾚﾝｽﾞ:75-300mm"},
-      {kCompact, 257, 1, "ﾚﾝｽﾞ:5.8-17.4mm", true}, {kEos, 257, 160, "色温度:5200"}, {kEos, 257, 4, "ｵｰﾄ", true},
-      {kEos, 0, 0, "EF75-300mm f/4-5.6"}, {kCompact, 0, 0, ""},
+      {kCompact, 257, 1, "ﾚﾝｽﾞ:5.8-17.4mm", true},
+      {kEos, 257, 160, "色温度:5200"}, {kEos, 257, 4, "ｵｰﾄ", true}, {kEos, 0, 0, "EF75-300mm f/4-5.6"},
+      {kCompact, 0, 0, ""},
       {kXt3, 0, 0, "50mm F2"}, {kXt3, 257, 5124, "50mm"}, {kXt3, 257, 5127, "F2"}, {kXt3, 257, 4145, "マニュアル"},
-      {kXt3, 257, 4144, "AUTO"}, {kF40, 257, 4145, "ナチュラルフォト"}, {kF40, 257, 4097, "NORMAL"}, {kF40, 257, 4099, "STD"},
+      {kXt3, 257, 4144, "AUTO"},
+      {kF40, 257, 4145, "ナチュラルフォト"}, {kF40, 257, 4097, "NORMAL"}, {kF40, 257, 4099, "STD"},
       {kPen, 0, 0, "17mm F1.8 "}, {kPen, 257, 521, "OLYMPUS DIGITAL CAMERA         "}, {kPen, 258, 517, "1.8"},
       {kPen, 258, 519, "17mm"}, {kPen, 259, 512, "P(プログラム)"}, {kPen, 259, 514, "ESP"},
       {kPen, 259, 769, "シングルAF"}, {kPen, 259, 1280, "晴天"}, {kPen, 259, 1281, "5300K"},
       {kPen, 259, 1287, "Adobe RGB"}, {kPen, 259, 1312, "NATURAL"}, {kPen, 259, 1536, "単写"},
       {kE, 0, 0, "14-42mm F3.5-5.6 "}, {kE, 258, 518, "5.6"}, {kE, 258, 520, "42mm"}, {kE, 259, 1312, "VIVID"},
   };
+  // clang-format on
   std::map<std::string, ExifDocumentPtr> open;  // every document stays open to the end
   for (const auto& c : kCases) {
     SCOPED_TRACE(std::string(c.file) + " " + std::to_string(c.tag));
