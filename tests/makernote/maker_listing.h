@@ -75,6 +75,10 @@ inline std::map<uint16_t, std::vector<Entry>> ExifToolTables(const std::filesyst
       const size_t comma = rest.find(", ", tagAt);
       // "type[count]", or the bare type of an empty value ("0 bytes, undef").
       const size_t bracket = std::min(rest.find('[', comma), rest.find(')', comma));
+      if (bracket == std::string::npos) {  // a line of a block's own listing, not an entry
+        reading = false;
+        continue;
+      }
       entry.type = TypeNumber(rest.substr(comma + 2, bracket - comma - 2));
       if (rest[bracket] == '[') entry.count = uint32_t(std::stoul(rest.substr(bracket + 1)));
       if (lineDepth == depth) lastTag = entry.tag, sub = nullptr;
