@@ -7,22 +7,14 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <vector>
 
-#include "exif/exif_document.h"
-#include "exif/exif_reader.h"
 #include "exif/value_format.h"
 #include "frame/error_stack.h"
 #include "fuzz/fuzz_input.h"
-#include "shooting/engine_install.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool installed = (EngineInstall(), true);
-  (void)installed;
-  if (size > 0xFFFFFF) return 0;
-  const std::vector<uint8_t> payload = FuzzPayload(data, size);
-  ExifDocumentPtr document;
-  const uint32_t status = ExifCheckSegment(payload.data(), uint32_t(payload.size()), document);
+  uint32_t status = 0;
+  ExifDocumentPtr document = FuzzReadSegment(data, size, &status);
   if (document && !(status & StatusParseFailed)) {
     char text[256];
     for (uint32_t kind = IfdPrimary; kind <= IfdGps; ++kind) {

@@ -8,7 +8,10 @@
 #include <cstring>
 #include <vector>
 
+#include "exif/exif_document.h"
+#include "exif/exif_reader.h"
 #include "exif/jpeg_segments.h"
+#include "shooting/engine_install.h"
 
 inline std::vector<uint8_t> FuzzPayload(const uint8_t* data, size_t size) {
   if (size >= 4 && data[0] == 0xFF && data[1] == 0xD8) {
@@ -21,4 +24,17 @@ inline std::vector<uint8_t> FuzzPayload(const uint8_t* data, size_t size) {
   std::vector<uint8_t> payload(data, data + size);
   if (size < 6 || std::memcmp(data, "Exif\0\0", 6) != 0) payload.insert(payload.begin(), {'E', 'x', 'i', 'f', 0, 0});
   return payload;
+}
+
+// Installs the engine once, then reads the input as an APP1 payload; `status` is the reader's.
+// An input past 16 MiB is not read.
+inline ExifDocumentPtr FuzzReadSegment(const uint8_t* data, size_t size, uint32_t* status) {
+  static const bool installed = (EngineInstall(), true);
+  (void)installed;
+  ExifDocumentPtr document;
+  *status = StatusParseFailed;
+  if (size > 0xFFFFFF) return document;
+  const std::vector<uint8_t> payload = FuzzPayload(data, size);
+  *status = ExifCheckSegment(payload.data(), uint32_t(payload.size()), document);
+  return document;
 }

@@ -5,13 +5,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "exif/exif_document.h"
-#include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
 #include "frame/error_stack.h"
 #include "fuzz/fuzz_input.h"
 #include "makernote/makernote_families.h"
-#include "shooting/engine_install.h"
 
 namespace {
 
@@ -28,12 +25,8 @@ void FuzzFamily(const MakerNoteDescriptor& family, const ExifDocument& document,
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool installed = (EngineInstall(), true);
-  (void)installed;
-  if (size > 0xFFFFFF) return 0;
-  const std::vector<uint8_t> payload = FuzzPayload(data, size);
-  ExifDocumentPtr document;
-  const uint32_t status = ExifCheckSegment(payload.data(), uint32_t(payload.size()), document);
+  uint32_t status = 0;
+  ExifDocumentPtr document = FuzzReadSegment(data, size, &status);
   if (document && !(status & StatusParseFailed)) {
     if (const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote))
       for (const MakerNoteDescriptor* family : MakerNoteFamilies())

@@ -11,7 +11,10 @@
 #include <vector>
 
 #include "exif/exif_document.h"
+#include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
+#include "frame/error_stack.h"
+#include "makernote/makernote_install.h"
 #include "tests/support/test_support.h"
 
 namespace makerlisting {
@@ -27,7 +30,7 @@ struct Entry {
 
 inline uint16_t TypeNumber(const std::string& name) {
   static const std::map<std::string, uint16_t> kTypes{
-      {"int8u", 1},  {"string", 2}, {"int16u", 3},      {"int32u", 4}, {"rational64u", 5}, {"int8s", 6}, {"undef", 7},
+      {"int8u", 1},  {"string", 2}, {"int16u", 3},       {"int32u", 4}, {"rational64u", 5}, {"int8s", 6}, {"undef", 7},
       {"int16s", 8}, {"int32s", 9}, {"rational64s", 10}, {"float", 11}, {"double", 12},     {"ifd", 13}};
   const auto found = kTypes.find(name);
   return found == kTypes.end() ? 0 : found->second;
@@ -40,11 +43,15 @@ inline size_t Depth(const std::string& line) {
   return depth;
 }
 
-// The entries of the first "MakerNotes directory" of `exiftool -v5 file`, in listing order.
-inline std::vector<Entry> ExifToolEntries(const std::filesystem::path& file) {
-  std::istringstream lines(testsupport::RunCommand("exiftool -v5 " + testsupport::ShellQuote(file.string()) + " 2>/dev/null"));
-  std::vector<Entry> entries;
+// The entries of the first "MakerNotes directory" of `exiftool -v5 file`, in listing order:
+// key 0 its own entries, key T those of a sub-directory listed under its entry of tag T.
+inline std::map<uint16_t, std::vector<Entry>> ExifToolTables(const std::filesystem::path& file) {
+  std::istringstream lines(
+      testsupport::RunCommand("exiftool -v5 " + testsupport::ShellQuote(file.string()) + " 2>/dev/null"));
+  std::map<uint16_t, std::vector<Entry>> tables;
+  std::vector<Entry>* sub = nullptr;  // the sub-directory being listed
   size_t depth = 0;
+  uint16_t lastTag = 0;  // the last entry of the note's own directory
   bool inside = false;
   bool reading = false;  // the hex lines behind the current entry's "- Tag" line
   for (std::string line; std::getline(lines, line);) {
@@ -54,8 +61,13 @@ inline std::vector<Entry> ExifToolEntries(const std::filesystem::path& file) {
     }
     const size_t lineDepth = Depth(line);
     if (lineDepth < depth) break;
-    if (lineDepth > depth) continue;
-    const std::string rest = line.substr(2 + 2 * depth);
+    if (lineDepth > depth + 1 || (lineDepth > depth && !sub)) continue;
+    std::vector<Entry>& into = lineDepth == depth ? tables[0] : *sub;
+    const std::string rest = line.substr(2 + 2 * lineDepth);
+    if (lineDepth == depth && rest.rfind("+ [", 0) == 0) {
+      sub = &tables[lastTag];
+      continue;
+    }
     const size_t tagAt = rest.find("- Tag 0x");
     if (tagAt != std::string::npos && rest.find_first_not_of(' ') == tagAt) {
       Entry entry;
@@ -63,31 +75,37 @@ inline std::vector<Entry> ExifToolEntries(const std::filesystem::path& file) {
       const size_t comma = rest.find(", ", tagAt);
       // "type[count]", or the bare type of an empty value ("0 bytes, undef").
       const size_t bracket = std::min(rest.find('[', comma), rest.find(')', comma));
+      if (bracket == std::string::npos) {  // a line of a block's own listing, not an entry
+        reading = false;
+        continue;
+      }
       entry.type = TypeNumber(rest.substr(comma + 2, bracket - comma - 2));
       if (rest[bracket] == '[') entry.count = uint32_t(std::stoul(rest.substr(bracket + 1)));
-      entries.push_back(entry);
+      if (lineDepth == depth) lastTag = entry.tag, sub = nullptr;
+      into.push_back(entry);
       reading = true;
       continue;
     }
     const size_t colon = rest.find(": ");
     const size_t first = rest.find_first_not_of(' ');
-    const bool hexLine = colon != std::string::npos && first < colon &&
-                         rest.find_first_not_of("0123456789abcdef", first) == colon;
-    if (!reading || !hexLine) {
+    const bool hexLine =
+        colon != std::string::npos && first < colon && rest.find_first_not_of("0123456789abcdef", first) == colon;
+    if (!reading || !hexLine || into.empty()) {
       reading = false;
       continue;
     }
     std::istringstream bytes(rest.substr(colon + 2));
     for (std::string pair; bytes >> pair && pair.size() == 2 && pair[0] != '[';)
-      entries.back().bytes.push_back(uint8_t(std::stoul(pair, nullptr, 16)));
+      into.back().bytes.push_back(uint8_t(std::stoul(pair, nullptr, 16)));
   }
-  return entries;
+  return tables;
 }
 
 // `exiftool -j -G1 -a -u -n`: "Group:Name" -> the value as the JSON holds it.
 inline std::map<std::string, std::string> ExifToolJson(const std::filesystem::path& file) {
   std::map<std::string, std::string> reading;
-  std::istringstream lines(testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
+  std::istringstream lines(
+      testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
   for (std::string line; std::getline(lines, line);) {
     const size_t colon = line.find("\": ");
     if (line.size() < 4 || line[2] != '"' || colon == std::string::npos) continue;
@@ -98,18 +116,31 @@ inline std::map<std::string, std::string> ExifToolJson(const std::filesystem::pa
   return reading;
 }
 
-// The entries of a table of the open note, values turned back into the note's byte order.
+// The entries of a table of the open note, values written back in the note's byte order by its
+// own writer (which knows the family's own types).
 inline std::vector<Entry> TavexonEntries(ExifDocument* document, uint32_t table) {
   std::vector<Entry> entries;
   MakerNoteContext* context = ExifMakerNoteContext(document);
   IfdTable* tags = context ? context->Table(table) : nullptr;
-  if (!tags) return entries;
-  for (const TagEntry& tag : tags->tags) {
-    Entry entry{tag.tag, tag.type, tag.count, std::vector<uint8_t>(tag.Data(), tag.Data() + tag.ValueSize())};
-    if (context->bigEndian) ExifSwapValue(tag.Data(), entry.bytes.data(), tag.type, tag.count);
+  for (const TagEntry& tag : tags ? tags->tags : TagList{}) {
+    Entry entry{tag.tag, tag.type, tag.count, std::vector<uint8_t>(tag.ValueSize() + 8)};
+    ExifWriteValue(context, entry.bytes.data(), tag.type, tag.count, tag.Data());
+    entry.bytes.resize(uint64_t(context->typeSize(tag.type)) * tag.count);
     entries.push_back(entry);
   }
   return entries;
+}
+
+// A document of a file, parsed and inspected as the views do (handlers installed, the error
+// stack left empty); empty when the file has no Exif.
+inline ExifDocumentPtr ReadDocument(const std::filesystem::path& file, uint32_t* status = nullptr) {
+  MakerNoteInstall();
+  ErrorClear();
+  ExifDocumentPtr document;
+  const uint32_t flags = ExifCheckFile(file.string(), document);
+  if (status) *status = flags;
+  ErrorClear();
+  return document;
 }
 
 }  // namespace makerlisting

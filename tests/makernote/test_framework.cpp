@@ -1,5 +1,5 @@
-// Recognition of the eight families from the note's bytes, the family table, the protected
-// tags.
+// Recognition of the eight families from made notes' bytes (the corpus: MakerNoteCorpus), the
+// family table, the protected tags.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -7,21 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "makernote/header_note.h"
 #include "makernote/makernote_families.h"
 #include "makernote/makernote_recognise.h"
-#include "test_framework_support.h"
+#include "tests/makernote/maker_listing.h"
 #include "tests/support/test_support.h"
 
 namespace {
-
-uint32_t FamilyOfFile(const std::filesystem::path& file) {
-  ExifDocumentPtr document = frameworktest::ReadDocument(file);
-  if (!document) return 0;
-  const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote);
-  if (note == nullptr) return 0;
-  const TagEntry* schema = ExifFindTag(document.get(), IfdExif, TagOffsetSchema);
-  return MakerNoteRecogniseFamily(document->raw.data(), document->rawSize, note, schema ? schema->U32(0) : 0);
-}
 
 // A payload "Exif\0\0" + TIFF header (order given) with the note at TIFF offset 8, and tag
 // 37500's fields as a reader would hold them.
@@ -52,39 +44,6 @@ uint32_t FamilyOf(const SyntheticNote& made, uint32_t bias = 0) {
 std::vector<uint8_t> Bytes(const char* text, size_t length) { return {text, text + length}; }
 
 }  // namespace
-
-// Every note of the corpus: recognised as its folder's family or carried as bytes, never given
-// another family; the named notes outside the rules and the other makers' notes carried as bytes.
-TEST(MakerNoteRecognition, CorpusNotesAreTheirFolderFamilyOrBytes) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers");
-  const std::map<std::string, uint32_t> folders{
-      {"nikon", FamilyNikon},       {"canon", FamilyCanon},         {"pentax", FamilyPentax}, {"sony", FamilySony},
-      {"fujifilm", FamilyFujifilm}, {"panasonic", FamilyPanasonic}, {"casio", FamilyCasio},   {"olympus", FamilyOlympus},
-      {"other", 0}};
-  const std::map<std::string, uint32_t> exceptions{
-      {"libexif_pentax_makernote_variant_2.jpg", FamilyCasio},  // a Pentax of the Casio era
-      {"mei_Sony_DSC-P12.jpg", 0},            // an entry of unknown type (1032)
-      {"exiftool_Casio.jpg", 0},              // the older Casio note has no "QVC" header
-      {"exiftool_Casio2.jpg", 0},             // its preview lies behind the note's declared end
-      {"pel_nikon-coolscan-iv.jpg", 0},       // the scanner writes a bare directory, no "Nikon" header
-      {"mei_Canon_PowerShot_G2_1_.jpg", 0},   // no footer
-      {"mei_Olympus_E-20.jpg", 0}};           // the older "OLYMP" header
-  for (const auto& [folder, family] : folders) {
-    int recognised = 0;
-    for (const auto& file : testsupport::FilesUnder(testsupport::SharedSub("corpus/makers/" + folder))) {
-      const uint32_t found = FamilyOfFile(file);
-      const auto exception = exceptions.find(file.filename().string());
-      const uint32_t expected = exception != exceptions.end() ? exception->second : family;
-      if (found != 0 || expected == 0) {
-        EXPECT_EQ(found, expected) << file.filename();
-      }
-      recognised += found == family && family != 0;
-    }
-    if (family) {
-      EXPECT_GE(recognised, 1) << "no note of the " << folder << " folder recognised";
-    }
-  }
-}
 
 // Signatures: the Nikon header whole inside the segment, the Canon footer with its 42, out-of-line
 // values inside the note (or inside it once the recorded bias is applied).
@@ -133,6 +92,14 @@ TEST(MakerNoteRecognition, SignaturesOfMadeNotes) {
   };
   for (const auto& row : rows)
     EXPECT_EQ(FamilyOf(MakeSynthetic(row.note, row.bigEndian, row.declared), row.bias), row.family) << row.what;
+  // The handler reads that moved Panasonic note in the other order once (only a moved one).
+  const SyntheticNote moved = MakeSynthetic(panasonic, false);
+  for (uint32_t bias : {0u, uint32_t(-50)}) {
+    std::unique_ptr<MakerNoteContext> context = MakerNoteFamilyFind(FamilyPanasonic)->create();
+    EXPECT_EQ(context->Parse(moved.payload.data(), uint32_t(moved.payload.size()), bias, &moved.tag), bias != 0);
+    EXPECT_EQ(static_cast<HeaderNoteContext*>(context.get())->flipped, bias != 0 ? 1u : 0u);
+  }
+  ErrorClear();
 }
 
 TEST(MakerNoteFamilies, RowsStandInRecognitionOrderAndMakeHandlersWhereTheyExist) {

@@ -11,7 +11,7 @@
 #include "makernote/makernote_extent.h"
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
-#include "test_framework_support.h"
+#include "tests/makernote/maker_listing.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -38,7 +38,7 @@ fs::path CopyOf(const testsupport::ScratchDir& scratch, const std::string& corpu
 }
 
 int SaveLongArtist(const fs::path& source, const fs::path& destination, Script* script, int artistLength) {
-  ExifDocumentPtr document = frameworktest::ReadDocument(source);
+  ExifDocumentPtr document = makerlisting::ReadDocument(source);
   if (!document) return 99;
   const std::string artist(size_t(artistLength), 'a');
   ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, uint32_t(artist.size() + 1), artist.c_str());
@@ -53,7 +53,7 @@ struct NotePlace {
 };
 NotePlace ReadPlace(const fs::path& file) {
   NotePlace found;
-  ExifDocumentPtr document = frameworktest::ReadDocument(file);
+  ExifDocumentPtr document = makerlisting::ReadDocument(file);
   if (!document) return found;
   if (const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote)) found.place = note->sourceWord;
   if (const TagEntry* schema = ExifFindTag(document.get(), IfdExif, TagOffsetSchema)) {
@@ -97,7 +97,7 @@ TEST(SaveFile, TwoMovesAccumulateInOffsetSchema) {
   EXPECT_EQ(ReadPlace(scratch / "kept.jpg").place, start.place);
   NotePlace last = start;
   for (int length : {300, 700}) {
-    ExifDocumentPtr document = frameworktest::ReadDocument(previous);
+    ExifDocumentPtr document = makerlisting::ReadDocument(previous);
     const std::string artist(size_t(length), 'a');
     ASSERT_TRUE(ExifPutTag(document.get(), IfdPrimary, 315, TypeAscii, uint32_t(length + 1), artist.c_str()));
     ASSERT_TRUE(MakerNotePatchOffsetSchema(document.get(), last.place));
@@ -115,7 +115,7 @@ TEST(SaveFile, TwoMovesAccumulateInOffsetSchema) {
   }
   // The moved note's pointers still say the first place; the recorded bias finds them again.
   auto walk = [](const fs::path& file, int32_t bias) {
-    ExifDocumentPtr document = frameworktest::ReadDocument(file);
+    ExifDocumentPtr document = makerlisting::ReadDocument(file);
     const TagEntry* note = ExifFindTag(document.get(), IfdExif, TagMakerNote);
     MakerNoteWalk result;
     MakerNoteWalkPayload(document->raw.data(), document->rawSize, note->sourceWord, note->count, bias, &result);
@@ -135,7 +135,7 @@ TEST(SaveFile, CancelledQuestionWritesNothing) {
   const auto before = testsupport::ReadBytes(source);
   // Another byte order asks first about the note carried as bytes (message 1).
   for (bool prompted : {true, false}) {
-    ExifDocumentPtr document = frameworktest::ReadDocument(source);
+    ExifDocumentPtr document = makerlisting::ReadDocument(source);
     ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, 2, "a");
     Script script;
     script.answer = PromptAnswerCancel;
@@ -156,7 +156,7 @@ TEST(SaveFile, EqualSizeEditPatchesWithoutQuestions) {
   const fs::path source = CopyOf(scratch, kMovingNote, "source.jpg");
   const fs::path destination = scratch / "patched.jpg";
   Script script;
-  ExifDocumentPtr document = frameworktest::ReadDocument(source);
+  ExifDocumentPtr document = makerlisting::ReadDocument(source);
   const uint16_t orientation = 3;
   ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 274, TypeShort, 1, &orientation));
   Prompt prompt{Scripted, &script};

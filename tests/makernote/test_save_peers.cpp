@@ -11,10 +11,9 @@
 #include <sstream>
 #include <string>
 
-#include "maker_listing.h"
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
-#include "test_framework_support.h"
+#include "tests/makernote/maker_listing.h"
 #include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 #include "tests/support/tiff_builder.h"
@@ -140,7 +139,7 @@ struct NoteBytes {
 };
 NoteBytes ReadNote(const fs::path& file) {
   NoteBytes note;
-  ExifDocumentPtr document = frameworktest::ReadDocument(file);
+  ExifDocumentPtr document = makerlisting::ReadDocument(file);
   const TagEntry* entry = document ? ExifFindTag(document.get(), IfdExif, TagMakerNote) : nullptr;
   if (entry != nullptr) note = {entry->sourceWord, {entry->Data(), entry->Data() + entry->ValueSize()}, 0};
   const TagEntry* schema = document ? ExifFindTag(document.get(), IfdExif, TagOffsetSchema) : nullptr;
@@ -161,7 +160,7 @@ struct Outcome {
 // file behind and the source as it was; a written file must read as before, apart from the edit.
 void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer answer, Outcome* outcome) {
   const std::string name = source.filename().string();
-  ExifDocumentPtr document = frameworktest::ReadDocument(source);
+  ExifDocumentPtr document = makerlisting::ReadDocument(source);
   ASSERT_TRUE(document) << name;
   const std::vector<unsigned char> original = testsupport::ReadBytes(source);
   SaveLayout layout;
@@ -212,7 +211,7 @@ Outcome SaveCorpus(Edit edit, Answer answer) {
   Outcome outcome;
   testsupport::ScratchDir scratch;
   for (const fs::path& source : MakerFiles()) {
-    ExifDocumentPtr document = frameworktest::ReadDocument(source);
+    ExifDocumentPtr document = makerlisting::ReadDocument(source);
     if (!document) {
       // Only a file whose first APP1 is not Exif is not read; it has nothing to save.
       ExifDocumentPtr none;
@@ -352,8 +351,8 @@ TEST(SavePeers, BuiltFilesWithBytesOutsideTheirPlaceSave) {
     for (Answer answer : {Answer::Keep, Answer::Rebuild}) {
       const fs::path written = scratch / ("saved" + std::to_string(int(kind)) + std::to_string(int(answer)) + ".jpg");
       SaveOne(source, written, Edit::LongArtist, answer, &outcome);
-      ExifDocumentPtr before = frameworktest::ReadDocument(source);
-      ExifDocumentPtr after = frameworktest::ReadDocument(written);
+      ExifDocumentPtr before = makerlisting::ReadDocument(source);
+      ExifDocumentPtr after = makerlisting::ReadDocument(written);
       ASSERT_TRUE(after) << int(kind);
       if (kind == Kind::ThumbnailOverrun) {  // the bytes the segment held, with their length
         EXPECT_EQ(ExifThumbnailSize(after.get()), 56u);
@@ -393,7 +392,7 @@ TEST(SavePeers, BuiltFilesThatCannotBeKeptAreRefused) {
     const fs::path file = scratch / "unreadable.jpg";
     testsupport::WriteBytes(file, testsupport::BuildJpeg({{0xE1, testsupport::BuildExifPayload(layout)}}));
     const std::vector<unsigned char> original = testsupport::ReadBytes(file);
-    ExifDocumentPtr document = frameworktest::ReadDocument(file);
+    ExifDocumentPtr document = makerlisting::ReadDocument(file);
     if (document) {
       const char artist[] = "Someone else entirely";
       ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist));
