@@ -91,7 +91,7 @@ CliReading CliReadSegment(const std::string& path, const std::vector<uint8_t>& a
   const int loaded = ExifCreateFromSegment(app1.data(), uint32_t(app1.size()), reading.document);
   if (loaded) {
     reading.document->path = path;
-    reading.document->sourceKind = 1;
+    reading.document->sourceKind = SourceKind::Jpeg;
   }
   return CliReadAfterLoad(loaded, std::move(reading));
 }

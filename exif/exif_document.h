@@ -135,6 +135,9 @@ struct ExifContext {
 };
 
 // A queued change: op 1 sets a tag, op 2 deletes one.
+// Where a document came from; a JPEG's APP1 limits the size of the values it may hold.
+enum class SourceKind : uint32_t { Memory = 0, Jpeg = 1, Nef = 2 };
+
 enum PendingOp : uint32_t { PendingSet = 1, PendingDelete = 2 };
 struct PendingEdit {
   uint32_t op = 0;
@@ -173,7 +176,7 @@ struct ExifDocument : ExifContext {
   std::unique_ptr<MakerNoteHandler, MakerNoteHandlerDeleter> makerNote;
   const uint8_t* thumbnail = nullptr;  // inside raw after a parse, or the caller's after ExifSetThumbnail
   uint32_t thumbnailSize = 0;
-  uint32_t sourceKind = 0;  // 0 made in memory, 1 JPEG APP1, 2 whole NEF file
+  SourceKind sourceKind = SourceKind::Memory;
   std::list<PendingEdit> pending;
   uint32_t parsed = 0;
 };

@@ -151,7 +151,7 @@ int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
   if (ExifReadApp1(path, payload.data(), &size)) {
     if (!ExifCreateFromSegment(payload.data(), size, out)) return 0;
     out->path = path;
-    out->sourceKind = 1;
+    out->sourceKind = SourceKind::Jpeg;
     return 1;
   }
   // The code stays on the stack with its detail for the caller.
@@ -195,7 +195,7 @@ int ExifLoadFile(const std::string& path, ExifDocumentPtr& out) {
   }
   if (!ExifCreateFromSegment(whole.data(), uint32_t(whole.size()), out)) return 0;
   out->path = path;
-  out->sourceKind = 2;
+  out->sourceKind = SourceKind::Nef;
   return 1;
 }
 
@@ -324,7 +324,7 @@ int ExifParseSteps(ExifDocument* document) {
   if (const TagEntry* pointer = ExifFindInTable(primary, TagExifIfdPointer)) {
     // Only a document read from a JPEG limits the Exif IFD's values: a NEF's MakerNote may be
     // larger than a segment could hold.
-    if (!ExifParseAt(document, IfdExif, pointer->U32(0), int(document->sourceKind), ErrIfdExif)) return 0;
+    if (!ExifParseAt(document, IfdExif, pointer->U32(0), document->sourceKind == SourceKind::Jpeg ? 1 : 0, ErrIfdExif)) return 0;
     if (const TagEntry* interop = ExifFindTag(document, IfdExif, TagInteropIfdPointer))
       if (!ExifParseAt(document, IfdInterop, interop->U32(0), 1, ErrIfdInterop)) return 0;
   }
@@ -379,8 +379,8 @@ uint32_t ExifInspectKeepPartial(ExifDocumentPtr& document, ExifDocumentPtr* part
       return StatusParseFailed;
     }
   }
-  const bool nef = document->sourceKind == 2;
-  uint32_t flags = document->sourceKind & (StatusJpeg | StatusNef);
+  const bool nef = document->sourceKind == SourceKind::Nef;
+  uint32_t flags = nef ? uint32_t(StatusNef) : document->sourceKind == SourceKind::Jpeg ? uint32_t(StatusJpeg) : 0u;
   if (error == ErrThumbnail || document->tables[SlotThumbnail].tags.empty() || !document->thumbnail)
     flags |= StatusNoThumbnail;
   if (!ExifOpenMakerNote(document.get())) {

@@ -65,12 +65,3 @@ int ExifSaveFile(const std::string& sourcePath, const std::string& destinationPa
 // The same with the byte order and commit mode chosen by the caller.
 int ExifSaveFileWithLayout(const std::string& sourcePath, const std::string& destinationPath,
                            ExifDocument* document, const Prompt* owner, SaveMode mode, const SaveLayout& layout);
-
-// The mode as its old number (0 tables, 1 pending edits, any other the built payload), for the
-// callers that still pass one (tools/exif_backup.cpp, views/viewer_window.cpp); to go once
-// they name the mode.
-inline int ExifSaveFile(const std::string& sourcePath, const std::string& destinationPath, ExifDocument* document,
-                        const Prompt* owner, int mode) {
-  const SaveMode named = mode == 0 ? SaveMode::Tables : mode == 1 ? SaveMode::PendingEdits : SaveMode::BuiltPayload;
-  return ExifSaveFile(sourcePath, destinationPath, document, owner, named);
-}

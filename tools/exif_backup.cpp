@@ -273,7 +273,7 @@ int ExfImportFitted(const std::vector<uint8_t>& payload, const std::string& targ
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckSegment(payload.data(), uint32_t(payload.size()), document);
   if (!document || status >= StatusParseFailed) return SaveFailed;
-  document->sourceKind = 1;  // an APP1 payload, as a JPEG's read gives it
+  document->sourceKind = SourceKind::Jpeg;  // an APP1 payload, as a JPEG's read gives it
   uint32_t width = 0;
   uint32_t height = 0;
   if (!ExfJpegPixelSize(target, &width, &height)) return SaveFailed;
@@ -284,5 +284,5 @@ int ExfImportFitted(const std::vector<uint8_t>& payload, const std::string& targ
   if (maker != nullptr && ExifFindTag(document.get(), IfdThumbnail, TagThumbnailOffset) != nullptr &&
       maker(target, &thumbnail) && !thumbnail.empty())
     ExifSetThumbnail(document.get(), thumbnail.data(), uint32_t(thumbnail.size()), 1);
-  return ExifSaveFile(target, output, document.get(), prompt, 1);
+  return ExifSaveFile(target, output, document.get(), prompt, SaveMode::PendingEdits);
 }

@@ -223,7 +223,7 @@ bool ViewerWindow::AskUnsaved(int index) {
   switch (KitMessageBox(this, 3, 1000, PromptButtonsYesNoCancel, PromptIconQuestion, text.c_str())) {
     case PromptAnswerYes: {
       const Prompt prompt = KitPrompt(this);
-      if (ExifSaveFile(slot.shownPath, slot.shownPath, slot.document.get(), &prompt, 1) != SaveWritten) return false;
+      if (ExifSaveFile(slot.shownPath, slot.shownPath, slot.document.get(), &prompt, SaveMode::PendingEdits) != SaveWritten) return false;
       break;
     }
     case PromptAnswerNo: break;

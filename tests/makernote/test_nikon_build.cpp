@@ -284,7 +284,7 @@ TEST(NikonCreated, NoteFromNothingReadsInExifToolAsNikon) {
   ASSERT_EQ(handler->context->PutTag(NikonMainTable, 8, TypeAscii, sizeof sync, sync), 1);
   ASSERT_EQ(ExifMakerNoteContext(document.get())->SetPreview(preview.data(), uint32_t(preview.size())), 1);
   ASSERT_EQ(ExifRebuildMakerNote(document.get()), 1);
-  ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, 0), SaveWritten)
+  ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, SaveMode::Tables), SaveWritten)
       << "error " << ErrorPeek();
 
   const auto tags = testsupport::ExifToolNames(saved, "-MakerNotes:all");

@@ -119,19 +119,19 @@ TEST(NikonBadInput, NoteThatFailsToParseStaysOpenAndIsNotRebuilt) {
 
   // What was read is shown, but never written back as the whole note.
   const fs::path saved = scratch / "saved.jpg";
-  EXPECT_EQ(ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, 0), SaveFailed);
+  EXPECT_EQ(ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, SaveMode::Tables), SaveFailed);
   EXPECT_FALSE(fs::exists(saved));
   // Nor is the Exif around it rewritten: an edit of a plain tag refuses too.
   ErrorClear();
   const char artist[] = "someone whose name is long enough to move the note";
   ASSERT_EQ(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist), 1);
-  EXPECT_EQ(ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, 1), SaveFailed);
+  EXPECT_EQ(ExifSaveFile(damaged.string(), saved.string(), document.get(), nullptr, SaveMode::PendingEdits), SaveFailed);
   EXPECT_EQ(ErrorPop(), uint32_t(ErrMakerNoteParse));
   EXPECT_FALSE(fs::exists(saved));
   // The same when the note is opened by the save itself.
   ExifCloseMakerNote(document.get());
   ErrorClear();
-  EXPECT_EQ(ExifSaveFile(damaged.string(), damaged.string(), document.get(), nullptr, 1), SaveFailed);
+  EXPECT_EQ(ExifSaveFile(damaged.string(), damaged.string(), document.get(), nullptr, SaveMode::PendingEdits), SaveFailed);
   EXPECT_EQ(ErrorPeek(), uint32_t(ErrMakerNoteParse));
   EXPECT_EQ(testsupport::ReadBytes(damaged), damagedBytes);
   ErrorClear();

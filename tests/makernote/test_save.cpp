@@ -43,7 +43,7 @@ int SaveLongArtist(const fs::path& source, const fs::path& destination, Script* 
   const std::string artist(size_t(artistLength), 'a');
   ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, uint32_t(artist.size() + 1), artist.c_str());
   Prompt prompt{Scripted, script};
-  return ExifSaveFile(source.string(), destination.string(), document.get(), &prompt, 1);
+  return ExifSaveFile(source.string(), destination.string(), document.get(), &prompt, SaveMode::PendingEdits);
 }
 
 struct NotePlace {
@@ -160,7 +160,7 @@ TEST(SaveFile, EqualSizeEditPatchesWithoutQuestions) {
   const uint16_t orientation = 3;
   ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 274, TypeShort, 1, &orientation));
   Prompt prompt{Scripted, &script};
-  ASSERT_EQ(ExifSaveFile(source.string(), destination.string(), document.get(), &prompt, 1), SaveWritten);
+  ASSERT_EQ(ExifSaveFile(source.string(), destination.string(), document.get(), &prompt, SaveMode::PendingEdits), SaveWritten);
   EXPECT_TRUE(script.asked.empty());
   EXPECT_EQ(ReadPlace(destination).place, ReadPlace(source).place);
   EXPECT_EQ(testsupport::ReadBytes(destination).size(), testsupport::ReadBytes(source).size());

@@ -396,7 +396,7 @@ TEST(SavePeers, BuiltFilesThatCannotBeKeptAreRefused) {
     if (document) {
       const char artist[] = "Someone else entirely";
       ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist));
-      EXPECT_EQ(ExifSaveFile(file.string(), file.string(), document.get(), nullptr, 1), SaveFailed);
+      EXPECT_EQ(ExifSaveFile(file.string(), file.string(), document.get(), nullptr, SaveMode::PendingEdits), SaveFailed);
     }
     EXPECT_EQ(testsupport::ReadBytes(file), original);
   }
