@@ -14,24 +14,15 @@
 #include "exif/exif_reader.h"
 #include "exif/jpeg_file.h"
 #include "exif/jpeg_segments.h"
+#include "exif/tags.h"
 #include "frame/error_stack.h"
+#include "frame/message_table.h"
 #include "frame/settings.h"
 #include "makernote/makernote_save.h"
 
 namespace {
 
-enum : uint32_t {
-  kMessageNoMemory = 13,
-  kMessageNoExif = 31,
-  kMessageExportFailed = 34,
-  kMessageBadInput = 35,
-  kMessageReadError = 36,
-  kMessageCopyFailed = 37,
-};
-
 constexpr char kMagic[16] = {'E', 'X', 'I', 'F', '_', 'B', 'A', 'C', 'K', '_', 'U', 'P', 0, 0, 0, 0};
-constexpr uint16_t kTagPixelXDimension = 40962;
-constexpr uint16_t kTagPixelYDimension = 40963;
 
 std::atomic<ExfThumbnailMaker> gThumbnailMaker{nullptr};
 
@@ -163,12 +154,12 @@ int ExfExport(const std::string& sourcePath, const std::string& outputPath, uint
   std::vector<uint8_t> payload;
   ErrorClear();
   if (!ExfExtractPayload(sourcePath, &payload)) {
-    *message = ErrorPeek() == ErrNoExif ? kMessageNoExif : kMessageExportFailed;
+    *message = ErrorPeek() == ErrNoExif ? MsgNoExif : MsgExportFailed;
     return 0;
   }
   // A first APP1 that is not Exif (XMP) is no Exif backup.
   if (payload.size() < 6 || std::memcmp(payload.data(), "Exif\0\0", 6) != 0) {
-    *message = kMessageNoExif;
+    *message = MsgNoExif;
     return 0;
   }
   const std::vector<uint8_t> bytes = ExfBuild(payload.data(), uint32_t(payload.size()));
@@ -181,7 +172,7 @@ int ExfExport(const std::string& sourcePath, const std::string& outputPath, uint
   if (!good || !FileReplaceDestination(temporary, outputPath)) {
     PushSystem(ErrFileIo, nullptr, outputPath);
     std::remove(temporary.c_str());
-    *message = kMessageExportFailed;
+    *message = MsgExportFailed;
     return 0;
   }
   *message = 0;
@@ -192,29 +183,29 @@ int ExfReadSource(const std::string& path, std::vector<uint8_t>* payload, uint32
   payload->clear();
   FilePtr in(std::fopen(path.c_str(), "rb"));
   uint8_t head[kExfHeaderSize];
-  if (!in) return PushSystem(ErrFileOpen, nullptr, path), *message = kMessageBadInput, 0;
-  if (std::fread(head, 1, 16, in.get()) != 16) return PushSystem(ErrFileIo, in.get(), path), *message = kMessageBadInput, 0;
+  if (!in) return PushSystem(ErrFileOpen, nullptr, path), *message = MsgBadInput, 0;
+  if (std::fread(head, 1, 16, in.get()) != 16) return PushSystem(ErrFileIo, in.get(), path), *message = MsgBadInput, 0;
   if (std::memcmp(head, kMagic, 16) == 0) {
-    if (std::fread(head + 16, 1, 4, in.get()) != 4) return PushSystem(ErrFileIo, in.get(), path), *message = kMessageBadInput, 0;
+    if (std::fread(head + 16, 1, 4, in.get()) != 4) return PushSystem(ErrFileIo, in.get(), path), *message = MsgBadInput, 0;
     std::error_code error;
     const uint64_t fileSize = std::filesystem::file_size(path, error);
     int64_t size = error ? -1 : AgreedSize(head + 18, fileSize);
     if (size < 0) size = int64_t(int(head[19]) - 2) | (int64_t(head[18]) << 8);
-    if (size < 0) return *message = kMessageNoMemory, 0;
+    if (size < 0) return *message = MsgNoMemory, 0;
     payload->resize(std::size_t(size));
     if (std::fread(payload->data(), 1, payload->size(), in.get()) != payload->size())
-      return PushSystem(ErrFileIo, in.get(), path), payload->clear(), *message = kMessageReadError, 0;
+      return PushSystem(ErrFileIo, in.get(), path), payload->clear(), *message = MsgReadError, 0;
   } else {
     in.reset();
     ErrorClear();
-    if (!ExfExtractPayload(path, payload)) return *message = ErrorPeek() == ErrNoExif ? kMessageNoExif : kMessageBadInput, 0;
+    if (!ExfExtractPayload(path, payload)) return *message = ErrorPeek() == ErrNoExif ? MsgNoExif : MsgBadInput, 0;
   }
   // Only Exif goes into a target's APP1: anything else would replace its Exif with bytes no
   // reader takes.
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckSegment(payload->data(), uint32_t(payload->size()), document);
   // A payload that does not parse keeps its codes for the caller.
-  if (!document || status >= StatusParseFailed) return payload->clear(), *message = kMessageBadInput, 0;
+  if (!document || status >= StatusParseFailed) return payload->clear(), *message = MsgBadInput, 0;
   ErrorClear();
   *message = 0;
   return 1;
@@ -241,7 +232,7 @@ int ExfJpegPixelSize(const std::string& jpegPath, uint32_t* width, uint32_t* hei
 
 int ExfImport(const std::vector<uint8_t>& payload, const std::string& target, const std::string& output, int type,
               const Prompt* prompt, uint32_t* message) {
-  *message = kMessageCopyFailed;
+  *message = MsgCopyFailed;
   ErrorClear();
   if (payload.empty() || payload.size() >= kReplaceApp1Limit) return SaveFailed;
   // A target without Exif first takes the backup into a temporary copy, which replaces the
@@ -277,8 +268,8 @@ int ExfImportFitted(const std::vector<uint8_t>& payload, const std::string& targ
   uint32_t width = 0;
   uint32_t height = 0;
   if (!ExfJpegPixelSize(target, &width, &height)) return SaveFailed;
-  QueuePixelSize(document.get(), kTagPixelXDimension, width);
-  QueuePixelSize(document.get(), kTagPixelYDimension, height);
+  QueuePixelSize(document.get(), TagPixelXDimension, width);
+  QueuePixelSize(document.get(), TagPixelYDimension, height);
   std::vector<uint8_t> thumbnail;
   const ExfThumbnailMaker maker = gThumbnailMaker.load();
   if (maker != nullptr && ExifFindTag(document.get(), IfdThumbnail, TagThumbnailOffset) != nullptr &&

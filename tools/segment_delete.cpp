@@ -9,11 +9,11 @@
 #include "exif/jpeg_file.h"
 #include "exif/jpeg_segments.h"
 #include "frame/error_stack.h"
+#include "frame/message_table.h"
 #include "frame/settings.h"
 
 namespace {
 
-enum : uint32_t { kMessageExifError = 5, kMessageNoExif = 31, kMessageNothingChosen = 78 };
 
 struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -37,7 +37,7 @@ void SegmentDeleteStoreSettings(const SegmentDeleteSettings& settings) {
 }
 
 uint32_t SegmentDeleteCheck(const SegmentDeleteSettings& settings) {
-  return settings.type != 0 && (settings.mask & 0xFFFF) == 0 ? kMessageNothingChosen : 0u;
+  return settings.type != 0 && (settings.mask & 0xFFFF) == 0 ? MsgNothingSelected : 0u;
 }
 
 int SegmentDeleteApp(const std::string& input, const std::string& output, uint32_t mask) {
@@ -50,12 +50,12 @@ int SegmentDeleteExif(const std::string& input, const std::string& output, uint3
   ExifDocumentPtr document;
   const uint32_t status = ExifCheckFile(input, document);
   *message = 0;
-  if (status & StatusNoExif) *message = kMessageNoExif;
-  else if (status >= StatusParseFailed) *message = kMessageExifError;
+  if (status & StatusNoExif) *message = MsgNoExif;
+  else if (status >= StatusParseFailed) *message = MsgExifError;
   if (*message != 0 || (status & StatusJpeg) == 0) return 0;  // the read's codes stay for the caller
   ErrorClear();
   if (JpegReplaceApp1(input, output, nullptr, 0)) return 1;
-  *message = kMessageExifError;
+  *message = MsgExifError;
   return 0;
 }
 

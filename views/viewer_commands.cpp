@@ -17,6 +17,7 @@
 #include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
 #include "frame/path.h"
+#include "frame/message_table.h"
 #include "kit/kit_dialogs.h"
 #include "kit/kit_prompt.h"
 #include "kit/kit_text.h"
@@ -215,7 +216,7 @@ void ViewerWindow::CommandDeleteExif() {
   if (chosen.isEmpty()) return;
   uint32_t message = 0;
   if (!SegmentDeleteExif(source, KitPath(chosen), &message)) {
-    KitMessageBox(this, message ? message : 116, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, message ? message : uint32_t(MsgSegmentDeleteFailed), MsgTitleError, PromptButtonsOk, PromptIconError);
     return;
   }
   ReloadActive();
@@ -227,7 +228,7 @@ void ViewerWindow::CommandExportExif() {
   if (chosen.isEmpty()) return;
   uint32_t message = 0;
   if (!ExfExport(source, ExfFixName(KitPath(chosen)), &message))
-    KitMessageBox(this, message, message == 31 ? 1000 : 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, message, message == MsgNoExif ? MsgTitleProduct : MsgTitleError, PromptButtonsOk, PromptIconError);
 }
 
 void ViewerWindow::CommandImportExif() {
@@ -239,14 +240,14 @@ void ViewerWindow::CommandImportExif() {
   std::vector<uint8_t> payload;
   uint32_t message = 0;
   if (!ExfReadSource(KitPath(from), &payload, &message)) {
-    KitMessageBox(this, message, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, message, MsgTitleError, PromptButtonsOk, PromptIconError);
     return;
   }
   const QString output = ChooseSaveFile(this, KitPathText(target), "Jpeg(*.jpg)");
   if (output.isEmpty()) return;
   const Prompt prompt = KitPrompt(this);
   const int result = ExfImport(payload, target, KitPath(output), type, &prompt, &message);
-  if (result == -1) KitMessageBox(this, 37, 1001, PromptButtonsOk, PromptIconError);
+  if (result == -1) KitMessageBox(this, MsgCopyFailed, MsgTitleError, PromptButtonsOk, PromptIconError);
   if (result == 0) ReloadActive();
 }
 
@@ -274,5 +275,5 @@ void ViewerWindow::CommandExportBitmap() {
                        JpegDecoderDecode(opened, &image, 0) == 0 && JpegDecoderPixels(opened, &image) == 0;
   JpegDecoderPtr decoder(opened);
   if (!decoded || !WriteBitmap(KitPath(chosen), image))
-    KitMessageBox(this, decoded ? 5 : 32, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, decoded ? MsgExifError : MsgUnsupported, MsgTitleError, PromptButtonsOk, PromptIconError);
 }

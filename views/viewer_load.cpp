@@ -5,11 +5,10 @@
 #include "codec/jpeg_decoder.h"
 #include "exif/exif_reader.h"
 #include "exif/makernote_handler.h"
+#include "exif/tags.h"
 #include "frame/error_stack.h"
 
 namespace {
-
-constexpr uint16_t kTagOrientation = 274;
 
 double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -73,7 +72,7 @@ uint32_t LoadViewerImage(const std::string& path, ExifDocument* document, JpegDe
 }  // namespace
 
 int ViewerRotationFor(ExifDocument* document) {
-  const TagEntry* entry = document ? ExifFindTag(document, IfdPrimary, kTagOrientation) : nullptr;
+  const TagEntry* entry = document ? ExifFindTag(document, IfdPrimary, TagOrientation) : nullptr;
   if (!entry) return 0;
   const uint32_t value = entry->type == TypeShort ? entry->U16() : entry->U32();
   return value == 8 ? 1 : value == 6 ? 3 : 0;

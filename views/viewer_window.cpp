@@ -87,7 +87,7 @@ void ViewerPicturePane::mouseReleaseEvent(QMouseEvent*) { pressed_ = false; }
 
 ViewerWindow::ViewerWindow(const std::string& path) : ToolWindow(kToolImageViewer) {
   setObjectName("Tavexon");
-  setWindowTitle(KitMessage(1000));
+  setWindowTitle(KitMessage(MsgTitleProduct));
   setAcceptDrops(true);
   setCentralWidget(new QWidget(this));  // owned by the window, as every child below
   debugTime_ = SettingsGetInt("OPTION", "DEBUGTIME", 0) != 0;
@@ -220,7 +220,7 @@ bool ViewerWindow::AskUnsaved(int index) {
   ViewerSlot& slot = slots_[size_t(index)];
   if (!slot.modified || !slot.document) return true;
   const std::string text = MessageFormat(3, Cp932FromUtf8(PathFileName(slot.shownPath)).c_str());
-  switch (KitMessageBox(this, 3, 1000, PromptButtonsYesNoCancel, PromptIconQuestion, text.c_str())) {
+  switch (KitMessageBox(this, MsgSaveChanges, MsgTitleProduct, PromptButtonsYesNoCancel, PromptIconQuestion, text.c_str())) {
     case PromptAnswerYes: {
       const Prompt prompt = KitPrompt(this);
       if (ExifSaveFile(slot.shownPath, slot.shownPath, slot.document.get(), &prompt, SaveMode::PendingEdits) != SaveWritten) return false;
@@ -317,7 +317,7 @@ void ViewerWindow::ShowLoaded(int index, ViewerLoadResult& result) {
   decodeSeconds_ = float(result.decodeSeconds);
   if (result.failureMessage) {
     UpdateStatus();
-    KitMessageBox(this, result.failureMessage, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, result.failureMessage, MsgTitleError, PromptButtonsOk, PromptIconError);
     return;
   }
   slot.document = std::move(result.document);
@@ -328,9 +328,9 @@ void ViewerWindow::ShowLoaded(int index, ViewerLoadResult& result) {
   QElapsedTimer display;
   display.start();
   if (slot.fileClass & StatusParseFailed)
-    slot.infoPane->setPlainText(KitMessage(85));
+    slot.infoPane->setPlainText(KitMessage(MsgParseError));
   else if (slot.fileClass & StatusNoExif)
-    slot.infoPane->setPlainText(KitMessage(30));
+    slot.infoPane->setPlainText(KitMessage(MsgNoExifInfo));
   else
     slot.infoPane->setPlainText(ViewerInfoText(slot.document.get()));
   DrawSlot(index);
@@ -340,9 +340,9 @@ void ViewerWindow::ShowLoaded(int index, ViewerLoadResult& result) {
   if (index == activeSlot_) SetActiveSlot(index);
   UpdateStatus();
   if (slot.fileClass == StatusNef) {
-    if (EmbedNoticeDue(kNefNoticeKey) && NoticeDialog(this, KitMessage(33))) EmbedNoticeConfirm(kNefNoticeKey);
+    if (EmbedNoticeDue(kNefNoticeKey) && NoticeDialog(this, KitMessage(MsgNefThumbnail))) EmbedNoticeConfirm(kNefNoticeKey);
   } else if (slot.fileClass & StatusParseFailed) {
-    KitMessageBox(this, 85, 1001, PromptButtonsOk, PromptIconError);
+    KitMessageBox(this, MsgParseError, MsgTitleError, PromptButtonsOk, PromptIconError);
   }
 }
 
