@@ -143,4 +143,20 @@ inline ExifDocumentPtr ReadDocument(const std::filesystem::path& file, uint32_t*
   return document;
 }
 
+// The note's place and bytes in a file, and the move tag 59933 records (0: none).
+struct NoteBytes {
+  uint32_t place = 0;
+  std::vector<uint8_t> bytes;
+  int32_t schema = 0;
+};
+inline NoteBytes ReadNote(const std::filesystem::path& file) {
+  NoteBytes note;
+  ExifDocumentPtr document = ReadDocument(file);
+  const TagEntry* entry = document ? ExifFindTag(document.get(), IfdExif, TagMakerNote) : nullptr;
+  if (entry) note = {entry->sourceWord, {entry->Data(), entry->Data() + entry->ValueSize()}, 0};
+  const TagEntry* schema = document ? ExifFindTag(document.get(), IfdExif, TagOffsetSchema) : nullptr;
+  if (schema) note.schema = schema->S32(0);
+  return note;
+}
+
 }  // namespace makerlisting

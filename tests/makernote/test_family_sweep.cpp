@@ -323,11 +323,12 @@ TEST(MakerNoteCorpus, OlympusNoteBuiltInTheOtherOrder) {
 
 // Texts of real files: modes, focal lengths and lenses (lens line: tag 0). The Canon focal
 // length reads its divisor from tag 1 of its own note: two documents open at once keep theirs.
+// The D70's lens type 6 is a G lens (bits 1 and 2): the G wins over the D.
 TEST(MakerNoteCorpus, ValueTexts) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   const char *kEos = "canon/mei_Canon_EOS_30D_4_.jpg", *kCompact = "canon/exifpy_11-tests.jpg",
              *kXt3 = "fujifilm/exiv2_FujiTagsDRangeAutoRating1.jpg", *kF40 = "fujifilm/mei_FujiFilm_FinePix_F40fd.jpg",
-             *kPen = "olympus/mei_Olympus_PEN_E-P3.jpg", *kE = "olympus/mei_Issue_339.jpg";
+             *kPen = "olympus/mei_Olympus_PEN_E-P3.jpg", *kE = "olympus/mei_Issue_339.jpg", *kD70 = "nikon/exiftool_NikonD70.jpg";
   // clang-format off
   const struct {
     const char* file;
@@ -350,7 +351,7 @@ TEST(MakerNoteCorpus, ValueTexts) {
       {kPen, 258, 519, "17mm"}, {kPen, 259, 512, "P(プログラム)"}, {kPen, 259, 514, "ESP"},
       {kPen, 259, 769, "シングルAF"}, {kPen, 259, 1280, "晴天"}, {kPen, 259, 1281, "5300K"},
       {kPen, 259, 1287, "Adobe RGB"}, {kPen, 259, 1312, "NATURAL"}, {kPen, 259, 1536, "単写"},
-      {kE, 0, 0, "14-42mm F3.5-5.6 "}, {kE, 258, 518, "5.6"}, {kE, 258, 520, "42mm"}, {kE, 259, 1312, "VIVID"},
+      {kD70, 0, 0, "18-70mm F3.5-4.5 G"}, {kE, 0, 0, "14-42mm F3.5-5.6 "}, {kE, 258, 518, "5.6"}, {kE, 258, 520, "42mm"}, {kE, 259, 1312, "VIVID"},
   };
   // clang-format on
   std::map<std::string, ExifDocumentPtr> open;  // every document stays open to the end

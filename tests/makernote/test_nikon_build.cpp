@@ -6,13 +6,18 @@
 
 #include "exif/exif_writer.h"
 #include "frame/error_stack.h"
+#include "makernote/makernote_install.h"
 #include "makernote/makernote_save.h"
-#include "tests/makernote/test_nikon_support.h"
+#include "makernote/nikon.h"
+#include "tests/support/peers.h"
+#include "tests/support/test_support.h"
 
-using namespace nikontest;
 namespace fs = std::filesystem;
 
 namespace {
+
+using ContextPtr = std::unique_ptr<MakerNoteContext>;
+NikonContext* AsNikon(const ContextPtr& context) { return dynamic_cast<NikonContext*>(context.get()); }
 
 // A stand-in preview: a start-of-image, some bytes, an end-of-image.
 std::vector<uint8_t> SmallJpeg(size_t size) {
@@ -55,10 +60,14 @@ std::vector<uint8_t> Build(MakerNoteContext* context) {
   return bytes;
 }
 
-// Parses note bytes as the value of a tag 37500 with the given count.
+// Parses note bytes as the value of a tag 37500 with the given count, in a payload "Exif\0\0" + note.
 int Parse(MakerNoteContext* context, const std::vector<uint8_t>& note, uint32_t count) {
-  NoteSegment segment = SegmentOf(note, count);
-  return context->Parse(segment.bytes.data(), uint32_t(segment.bytes.size()), 0, &segment.tag);
+  std::vector<uint8_t> payload{'E', 'x', 'i', 'f', 0, 0};
+  payload.insert(payload.end(), note.begin(), note.end());
+  TagEntry tag;
+  tag.tag = TagMakerNote, tag.type = TypeUndefined, tag.count = count, tag.sourceWord = 0;
+  tag.value.assign(4, 0);
+  return context->Parse(payload.data(), uint32_t(payload.size()), 0, &tag);
 }
 
 void ExpectSameTable(const IfdTable& a, const IfdTable& b) {
@@ -72,12 +81,6 @@ void ExpectSameTable(const IfdTable& a, const IfdTable& b) {
     if (x->tag == NikonTagThumbnailIfd || x->tag == NikonTagScannerIfd || x->tag == NikonTagPreviewOffset) continue;
     EXPECT_EQ(x->value, y->value) << "tag " << x->tag;
   }
-}
-
-uint32_t Measure(const NikonContext* context, const IfdTable& table, uint32_t at) {
-  uint32_t used = 0;
-  EXPECT_EQ(ExifWriteIfd(context, &table, nullptr, at, 0xFFFF, &used), 1);
-  return used;
 }
 
 }  // namespace
@@ -114,8 +117,8 @@ TEST(NikonBuild, SizesRoomAndTagCount) {
 }
 
 // Build, parse, build: every table and the preview come back as put, in both byte orders and
-// whichever tables a note has; the tables stand in order behind the header, each link (present
-// only where its table is) pointing at its table, the preview behind the last of them.
+// whichever tables a note has, a link present only where its table is (where each stands is read
+// back by ExifTool in the family sweep).
 TEST(NikonBuild, BuiltNotesReadBackWithTheirLayout) {
   const char film[] = "Reversal";
   const uint16_t bits = 14;
@@ -148,24 +151,9 @@ TEST(NikonBuild, BuiltNotesReadBackWithTheirLayout) {
     EXPECT_EQ(a->preview, b->preview);
     EXPECT_EQ(b->editable, 1u);
     EXPECT_EQ(b->needsRebuild, 0u);
-
-    const uint32_t thumbnailAt = 8 + Measure(a, a->mainTable, 8);
-    const uint32_t scannerAt =
-        thumbnailAt + (a->thumbnailTable.tags.empty() ? 0 : Measure(a, a->thumbnailTable, thumbnailAt));
-    const uint32_t previewAt = scannerAt + (a->scannerTable.tags.empty() ? 0 : Measure(a, a->scannerTable, scannerAt));
-    const TagEntry* thumbnailLink = ExifFindInTable(&b->mainTable, NikonTagThumbnailIfd);
-    const TagEntry* scannerLink = ExifFindInTable(&b->mainTable, NikonTagScannerIfd);
-    ASSERT_EQ(thumbnailLink != nullptr, !a->thumbnailTable.tags.empty());
-    ASSERT_EQ(scannerLink != nullptr, !a->scannerTable.tags.empty());
-    if (thumbnailLink) {
-      EXPECT_EQ(thumbnailLink->U32(0), thumbnailAt);
-    }
-    if (scannerLink) {
-      EXPECT_EQ(scannerLink->U32(0), scannerAt);
-    }
+    EXPECT_EQ(ExifFindInTable(&b->mainTable, NikonTagThumbnailIfd) != nullptr, !a->thumbnailTable.tags.empty());
+    EXPECT_EQ(ExifFindInTable(&b->mainTable, NikonTagScannerIfd) != nullptr, !a->scannerTable.tags.empty());
     if (!a->preview.empty()) {
-      EXPECT_EQ(ExifFindInTable(&b->thumbnailTable, NikonTagPreviewOffset)->U32(0), previewAt);
-      EXPECT_EQ(note.size(), 10 + previewAt + a->preview.size());
       const uint8_t* bytes = nullptr;
       uint32_t size = 0;
       ASSERT_EQ(read->Preview(&bytes, &size), 1);
@@ -176,7 +164,8 @@ TEST(NikonBuild, BuiltNotesReadBackWithTheirLayout) {
   }
 }
 
-TEST(NikonParse, PointersPastTheCountAskForARebuild) {
+// Pointers past the count ask for a rebuild; a repeated tag makes the note read-only.
+TEST(NikonParse, PointersPastTheCountAndRepeatedTags) {
   ContextPtr made = FullNote(1);
   const std::vector<uint8_t> note = Build(made.get());
   ContextPtr exact(NikonCreate());
@@ -189,18 +178,14 @@ TEST(NikonParse, PointersPastTheCountAskForARebuild) {
   EXPECT_EQ(AsNikon(shorter)->preview, AsNikon(made)->preview);
   EXPECT_EQ(NikonNoteExtent(note.data(), 24, uint32_t(note.size())), note.size());
   EXPECT_EQ(NikonNoteExtent(note.data(), 5000, uint32_t(note.size())), 5000u);
-}
 
-TEST(NikonParse, RepeatedTagMakesTheNoteReadOnly) {
-  ContextPtr made(NikonCreate());
-  const char first[] = "FINE ";
-  const char second[] = "BASIC";
-  NikonContext* nikon = AsNikon(made);
-  ASSERT_EQ(TagListAppend(nikon, &nikon->mainTable.tags, 4, TypeAscii, sizeof first, 0, first), 1);
-  ASSERT_EQ(TagListAppend(nikon, &nikon->mainTable.tags, 4, TypeAscii, sizeof second, 0, second), 1);
-  const std::vector<uint8_t> note = Build(made.get());
+  ContextPtr repeated(NikonCreate());
+  NikonContext* nikon = AsNikon(repeated);
+  for (const char* quality : {"FINE ", "BASIC"})
+    ASSERT_EQ(TagListAppend(nikon, &nikon->mainTable.tags, 4, TypeAscii, 6, 0, quality), 1);
+  const std::vector<uint8_t> twice = Build(repeated.get());
   ContextPtr read(NikonCreate());
-  ASSERT_EQ(Parse(read.get(), note, uint32_t(note.size())), 1);
+  ASSERT_EQ(Parse(read.get(), twice, uint32_t(twice.size())), 1);
   EXPECT_EQ(AsNikon(read)->mainTable.tags.size(), 2u);
   EXPECT_EQ(int(read->editable), 0);
 }
@@ -221,7 +206,9 @@ TEST(NikonHostile, EveryTruncationFailsCleanly) {
   ErrorClear();
 }
 
-TEST(NikonHostile, LinkBackToTheMainTableEndsAfterOneRead) {
+// A link back to the main table ends after one read; a preview outside the note is dropped and
+// its tags stay.
+TEST(NikonHostile, LinksAndPreviewsOutOfPlace) {
   ContextPtr made = FullNote(0);
   std::vector<uint8_t> note = Build(made.get());
   // Point tag 17 at the main directory itself (offset 8).
@@ -235,9 +222,6 @@ TEST(NikonHostile, LinkBackToTheMainTableEndsAfterOneRead) {
   EXPECT_EQ(read->Preview(nullptr, nullptr), 0);
   uint32_t size = 0;
   EXPECT_EQ(read->Build(nullptr, 0, &size), 1);
-}
-
-TEST(NikonHostile, PreviewOutsideTheNoteIsDroppedAndItsTagsStay) {
   for (uint32_t offset : {0xFFFFFFF0u, 0x10000u, 8u}) {
     ContextPtr made = FullNote(1);
     std::vector<uint8_t> note = Build(made.get());
@@ -287,15 +271,9 @@ TEST(NikonCreated, NoteFromNothingReadsInExifToolAsNikon) {
   ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, SaveMode::Tables), SaveWritten)
       << "error " << ErrorPeek();
 
-  const auto tags = testsupport::ExifToolNames(saved, "-MakerNotes:all");
-  EXPECT_EQ(tags.count("MakerNoteVersion") ? tags.at("MakerNoteVersion") : "", "0210");
-  EXPECT_EQ(tags.count("ISO") ? tags.at("ISO") : "", "0 400");
-  EXPECT_EQ(tags.count("Lens") ? tags.at("Lens") : "", "35 105 3.5 4.5");
-  EXPECT_EQ(tags.count("FlashSetting") ? tags.at("FlashSetting") : "", "RED-EYE SLOW");
+  auto tags = testsupport::ExifToolNames(saved, "-MakerNotes:all");
+  for (const auto& [name, text] : {std::pair{"MakerNoteVersion", "0210"}, {"ISO", "0 400"},
+                                   {"Lens", "35 105 3.5 4.5"}, {"FlashSetting", "RED-EYE SLOW"}})
+    EXPECT_EQ(tags[name], text) << name;
   EXPECT_EQ(testsupport::ExifToolBinary(saved, "PreviewImage"), std::string(preview.begin(), preview.end()));
-
-  // And Tavexon reads back the tables it wrote.
-  ExifDocumentPtr reread = OpenDocument(saved);
-  ASSERT_NE(Nikon(reread.get()), nullptr);
-  ExpectSameTable(Nikon(document.get())->mainTable, Nikon(reread.get())->mainTable);
 }

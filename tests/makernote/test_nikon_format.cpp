@@ -6,9 +6,8 @@
 
 #include "exif/tag_catalogue.h"
 #include "frame/cp932.h"
-#include "tests/makernote/test_nikon_support.h"
-
-using namespace nikontest;
+#include "makernote/makernote_install.h"
+#include "makernote/nikon.h"
 
 namespace {
 
@@ -98,16 +97,6 @@ TEST(NikonFormat, LensTextOfKind264) {
   EXPECT_STREQ(text, "VR 18-70mm F3.5-4.5 G");
   EXPECT_EQ(NikonLensText(&main, text, 8), 1);
   EXPECT_STREQ(text, "VR 18-7");
-}
-
-TEST(NikonFormat, LensTextOfTheCorpusD70) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers/nikon/exiftool_NikonD70.jpg");
-  ExifDocumentPtr document = OpenDocument(testsupport::SharedSub("corpus/makers/nikon/exiftool_NikonD70.jpg"));
-  ASSERT_NE(Nikon(document.get()), nullptr);
-  char text[64];
-  ASSERT_EQ(NikonContextLensText(ExifMakerNoteContext(document.get()), text, sizeof text), 1);
-  // Lens type 6 is a G lens (bits 1 and 2): the G wins over the D.
-  EXPECT_STREQ(text, "18-70mm F3.5-4.5 G");
 }
 
 TEST(NikonFormat, NamesFromTheCatalogue) {

@@ -11,10 +11,12 @@
 #include <sstream>
 #include <string>
 
+#include "frame/message_table.h"
 #include "makernote/makernote_save.h"
 #include "makernote/makernote_verify.h"
 #include "tests/makernote/maker_listing.h"
 #include "tests/support/peers.h"
+#include "tests/support/prompt_script.h"
 #include "tests/support/test_support.h"
 #include "tests/support/tiff_builder.h"
 
@@ -24,8 +26,6 @@ namespace fs = std::filesystem;
 
 // A reading by a peer: key -> value text.
 using PeerReading = std::map<std::string, std::string>;
-
-PeerReading ReadWithExiftool(const fs::path& file) { return testsupport::ExifToolArgs(file); }
 
 // exiv2 -pv, keyed by group, name and tag: "Image:Artist:315" -> "Ascii 76 text".
 PeerReading ReadWithExiv2(const fs::path& file) {
@@ -113,11 +113,6 @@ void ExpectSameReading(const PeerReading& before, const PeerReading& after, cons
 // moved, cancel to 1, unless message 1 asks about the note's byte order), or let it be rebuilt
 // (yes to 103) and moved with its move recorded (ok to 1).
 enum class Answer { Keep, KeepOtherOrder, Rebuild };
-PromptAnswer Answering(void* user, const PromptQuestion& question) {
-  const Answer answer = *static_cast<const Answer*>(user);
-  if (question.buttons == PromptButtonsYesNoCancel) return answer == Answer::Rebuild ? PromptAnswerYes : PromptAnswerNo;
-  return answer == Answer::Keep ? PromptAnswerCancel : PromptAnswerOk;
-}
 
 // Every JPEG of the corpus: the eight makers, the other makers' notes, the codec images.
 std::vector<fs::path> MakerFiles() {
@@ -129,22 +124,6 @@ std::vector<fs::path> MakerFiles() {
       if (extension == ".jpg" || extension == ".JPG" || extension == ".THM") files.push_back(file);
     }
   return files;
-}
-
-// The note's bytes and place in a file, as Tavexon reads them.
-struct NoteBytes {
-  uint32_t place = 0;
-  std::vector<uint8_t> bytes;
-  int64_t schema = 0;  // tag 59933
-};
-NoteBytes ReadNote(const fs::path& file) {
-  NoteBytes note;
-  ExifDocumentPtr document = makerlisting::ReadDocument(file);
-  const TagEntry* entry = document ? ExifFindTag(document.get(), IfdExif, TagMakerNote) : nullptr;
-  if (entry != nullptr) note = {entry->sourceWord, {entry->Data(), entry->Data() + entry->ValueSize()}, 0};
-  const TagEntry* schema = document ? ExifFindTag(document.get(), IfdExif, TagOffsetSchema) : nullptr;
-  if (schema != nullptr) note.schema = schema->S32(0);
-  return note;
 }
 
 enum class Edit { LongArtist, OtherByteOrder };
@@ -177,8 +156,11 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
   const bool hadHandler = ExifHasMakerNote(document.get()) != 0 && note != nullptr &&
                           !note->KeepAsBytes();
   const uint32_t hadFamily = ExifMakerNoteFamily(document.get());
-  Prompt prompt{Answering, &answer};
-  const int result = ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &prompt, SaveMode::PendingEdits, layout);
+  testsupport::PromptScript script;
+  script.answers = {{MsgMakerNoteRebuild, answer == Answer::Rebuild ? PromptAnswerYes : PromptAnswerNo},
+                    {MsgMakerNoteUnsafe, answer == Answer::Keep ? PromptAnswerCancel : PromptAnswerOk}};
+  const int result =
+      ExifSaveFileWithLayout(source.string(), written.string(), document.get(), &script.prompt, SaveMode::PendingEdits, layout);
   if (result != SaveWritten) {
     ++outcome->refused;
     EXPECT_FALSE(fs::exists(written)) << name;
@@ -188,19 +170,18 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
   }
   ++outcome->written;
   // A note no handler reads is carried byte for byte; when it moved, the move is recorded.
-  const NoteBytes before = ReadNote(source);
-  const NoteBytes after = ReadNote(written);
+  const makerlisting::NoteBytes before = makerlisting::ReadNote(source), after = makerlisting::ReadNote(written);
   NoteMove move;
   if (!hadHandler) {
     EXPECT_EQ(before.bytes, after.bytes) << name;
     if (before.place != after.place) {
       EXPECT_NE(answer, Answer::Keep) << name << ": a kept note moved";
-      EXPECT_EQ(after.schema - before.schema, int64_t(after.place) - int64_t(before.place)) << name;
+      EXPECT_EQ(int64_t(after.schema) - before.schema, int64_t(after.place) - int64_t(before.place)) << name;
       move.recorded = true;
     }
     move.keptOldOrder = edit == Edit::OtherByteOrder && !before.bytes.empty();
   }
-  ExpectSameReading(ReadWithExiftool(source), ReadWithExiftool(written), name, "exiftool", "Artist", move);
+  ExpectSameReading(testsupport::ExifToolArgs(source), testsupport::ExifToolArgs(written), name, "exiftool", "Artist", move);
   // An Olympus note keeps its own byte order, which its header states; exiv2 reads it in the
   // Exif's order, so a change of that order changes what exiv2 makes of the note.
   if (edit == Edit::OtherByteOrder && hadFamily == FamilyOlympus) move.keptOldOrder = true;
@@ -242,17 +223,10 @@ uint32_t NoteAt(const std::vector<uint8_t>& payload, const std::vector<uint8_t>&
   return uint32_t(found - payload.begin() - 6);
 }
 
-void Put32(std::vector<uint8_t>* bytes, size_t at, uint32_t value) {
-  for (int i = 0; i < 4; ++i) (*bytes)[at + size_t(i)] = uint8_t(value >> (8 * i));
-}
-
 // A directory entry in little-endian order.
 std::vector<uint8_t> Entry(uint16_t tag, uint16_t type, uint32_t count, uint32_t word) {
-  std::vector<uint8_t> entry = testsupport::U16s(kLittle, {tag, type});
-  for (uint32_t value : {count, word}) {
-    const std::vector<uint8_t> bytes = testsupport::U32s(kLittle, {value});
-    entry.insert(entry.end(), bytes.begin(), bytes.end());
-  }
+  std::vector<uint8_t> entry = testsupport::U16s(kLittle, {tag, type}), words = testsupport::U32s(kLittle, {count, word});
+  entry.insert(entry.end(), words.begin(), words.end());
   return entry;
 }
 
@@ -308,10 +282,10 @@ std::vector<uint8_t> BuildCase(Kind kind) {
     std::vector<uint8_t> tail = outside;
     if (kind == Kind::UnknownSubDirectory) tail = Note("", {Entry(0x0041, TypeShort, 1, 8), Entry(0x0050, TypeShort, 6, 0)});
     const uint32_t at = AppendOutside(&payload, tail);
-    Put32(&payload, 6 + noteAt + patchAt, fromNote ? at - noteAt : at);
+    ExifWriteU32(kLittle, payload.data() + 6 + noteAt + patchAt, fromNote ? at - noteAt : at);
     if (kind == Kind::UnknownSubDirectory) {  // the sub-directory's own value lies behind it
       const uint32_t value = AppendOutside(&payload, outside);
-      Put32(&payload, 6 + at + 2 + 12 + 8, value);
+      ExifWriteU32(kLittle, payload.data() + 6 + at + 2 + 12 + 8, value);
     }
   }
   return testsupport::BuildJpeg({{0xE1, payload}});
