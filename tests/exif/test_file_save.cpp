@@ -23,6 +23,7 @@
 #include "tests/support/test_support.h"
 
 namespace fs = std::filesystem;
+using testsupport::FindApp1;
 using testsupport::ReadBytes;
 using testsupport::ScratchDir;
 using testsupport::SharedSub;
@@ -54,16 +55,6 @@ std::vector<std::string> Others(const fs::path& folder, const std::string& keep)
   for (const auto& entry : fs::directory_iterator(folder))
     if (entry.path().filename() != keep) names.push_back(entry.path().filename().string());
   return names;
-}
-
-// Where the first APP1 stands and how long it is with its marker, or {0, 0}.
-std::pair<size_t, size_t> FindApp1(const Bytes& file) {
-  for (size_t at = 2; at + 4 <= file.size() && file[at] == 0xFF && file[at + 1] != 0xDA;) {
-    size_t length = size_t(file[at + 2]) << 8 | file[at + 3];
-    if (file[at + 1] == 0xE1) return {at, length + 2};
-    at += length + 2;
-  }
-  return {0, 0};
 }
 
 // `bytes` with [at, at + length) replaced by `insert`.

@@ -70,7 +70,6 @@ class ValueFormat : public ::testing::Test {
   }
 
   ExifDocumentPtr document_;
-  const TagEntry shorts_ = Shorts(34855, {100, 200, 300});
 };
 
 TEST_F(ValueFormat, EveryFormInItsRoom) {
@@ -87,7 +86,7 @@ TEST_F(ValueFormat, EveryFormInItsRoom) {
       // Exposure time forms
       {IfdExif, Rationals(33434, {1, 250}), "1/250"}, {IfdExif, Rationals(33434, {10, 2500}), "1/250"},
       {IfdExif, Rationals(33434, {3, 1000}), "1/333.3"}, {IfdExif, Rationals(33434, {15, 10}), "1.5\""},
-      {IfdExif, Rationals(33434, {3, 2}), "1.5\""}, {IfdExif, Rationals(33434, {125, 100}), "1.25\""},
+      {IfdExif, Rationals(33434, {125, 100}), "1.25\""},
       {IfdExif, Rationals(33434, {30, 1}), "30\""}, {IfdExif, Rationals(33434, {20, 10}), "2\""},
       {IfdExif, Rationals(33434, {0, 1}), "0"}, {IfdExif, Rationals(33434, {1, 0}), "0"},
       // Apex shutter and aperture
@@ -176,32 +175,11 @@ TEST_F(ValueFormat, EveryFormInItsRoom) {
                                                              << " room " << row.room;
 }
 
-// The APEX conversions both ways, the rational form alone, and a room of nothing.
+// APEX decoding past 32 bits fails to 0/0 (the encodings are the shooting conversions'); the
+// rational form alone; a room of nothing.
 TEST_F(ValueFormat, ApexAndRationalsAlone) {
-  const struct {
-    uint32_t mode;
-    bool encode;
-    uint32_t in[2];
-    int ok;
-    uint32_t out[2];
-  } apex[] = {{ApexShutter, true, {1, 250}, 1, {796578, 100000}}, {ApexShutter, false, {796578, 100000}, 1, {1, 250}},
-              {ApexShutter, true, {2, 1}, 1, {uint32_t(-1), 1}},  // reduced by its zeros to -1/1
-              {ApexShutterInverse, true, {2, 1}, 1, {1, 1}},      {ApexShutter, true, {0, 5}, 0, {}},
-              {ApexAperture, false, {0x7FFFFFFF, 1}, 0, {}}};
-  for (const auto& a : apex) {
-    uint32_t value[2] = {a.in[0], a.in[1]};
-    EXPECT_EQ(a.encode ? ApexEncode(ApexMode(a.mode), value) : ApexDecode(ApexMode(a.mode), value), a.ok) << a.in[0];
-    if (a.ok) {
-      EXPECT_EQ(value[0], a.out[0]) << a.in[0] << "/" << a.in[1];
-      EXPECT_EQ(value[1], a.out[1]) << a.in[0] << "/" << a.in[1];
-    }
-  }
-  uint32_t aperture[2] = {28, 10}, huge[2] = {0x7FFFFFFF, 1};
-  ASSERT_EQ(ApexEncode(ApexAperture, aperture), 1);
-  ASSERT_EQ(ApexDecode(ApexAperture, aperture), 1);
-  EXPECT_EQ(aperture[0], 28u);
-  EXPECT_EQ(aperture[1], 10u);
-  ApexDecode(ApexAperture, huge);
+  uint32_t huge[2] = {0x7FFFFFFF, 1};
+  EXPECT_EQ(ApexDecode(ApexAperture, huge), 0);
   EXPECT_EQ(huge[1], 0u);
   char text[16];
   const uint32_t zero[2] = {7, 0}, third[2] = {1, 3}, negative[2] = {uint32_t(-7), 2};
@@ -212,7 +190,8 @@ TEST_F(ValueFormat, ApexAndRationalsAlone) {
   ExifFormatRational(TypeSRational, negative, text, sizeof text);
   EXPECT_STREQ(text, "-3.5");
   char untouched[4] = {'#', '#', '#', '#'};
-  EXPECT_EQ(ExifFormatValue(&shorts_, untouched, 0, 0), 0);
+  const TagEntry shorts = Shorts(34855, {100, 200, 300});
+  EXPECT_EQ(ExifFormatValue(&shorts, untouched, 0, 0), 0);
   EXPECT_EQ(untouched[0], '#');
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "exif/exif_reader.h"
+#include "exif/jpeg_file.h"
 #include "frame/cp932.h"
 #include "frame/settings.h"
 #include "frame/combo_history.h"
@@ -72,16 +73,7 @@ std::string TagText(const fs::path& file, uint32_t kind, uint16_t tag) {
 
 // A JPEG without Exif: the corpus file with its APP1 segment cut out.
 void WriteWithoutExif(const fs::path& source, const fs::path& destination) {
-  std::vector<unsigned char> bytes = testsupport::ReadBytes(source);
-  size_t position = 2;
-  while (position + 4 <= bytes.size() && bytes[position] == 0xFF && bytes[position + 1] != 0xE1) {
-    position += 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
-  }
-  if (position + 4 <= bytes.size() && bytes[position + 1] == 0xE1) {
-    const size_t length = 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
-    bytes.erase(bytes.begin() + std::ptrdiff_t(position), bytes.begin() + std::ptrdiff_t(position + length));
-  }
-  testsupport::WriteBytes(destination, bytes);
+  ASSERT_EQ(JpegReplaceApp1(source.string(), destination.string(), nullptr, 0), 1);
 }
 
 class Embed : public ::testing::Test {
