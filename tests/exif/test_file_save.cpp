@@ -12,7 +12,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -345,20 +344,6 @@ TEST_F(FileSave, OwnerModeAndExtendedAttributesSurviveASave) {
   int status = 0;
   ::waitpid(child, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "saved with the warning, and only it";
-}
-
-TEST_F(FileSave, FileTimesComeFromTheCaptureDate) {
-  fs::path file = scratch_ / "dated.jpg";
-  WriteBytes(file, Bytes{0xFF, 0xD8});
-  ASSERT_EQ(FileSetTimeFromDate(file.string(), "2004:05:06 07:08:09"), 1);
-  std::tm local{};
-  ASSERT_NE(::strptime("2004:05:06 07:08:09", "%Y:%m:%d %H:%M:%S", &local), nullptr);
-  local.tm_isdst = -1;
-  struct stat status;
-  ASSERT_EQ(::stat(file.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mtime, std::mktime(&local));
-  EXPECT_EQ(status.st_atime, std::mktime(&local));
-  EXPECT_EQ(FileSetTimeFromDate((scratch_ / "none.jpg").string(), "2004:05:06 07:08:09"), 0);
 }
 
 }  // namespace
