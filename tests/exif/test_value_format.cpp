@@ -86,8 +86,7 @@ TEST_F(ValueFormat, EveryFormInItsRoom) {
       // Exposure time forms
       {IfdExif, Rationals(33434, {1, 250}), "1/250"}, {IfdExif, Rationals(33434, {10, 2500}), "1/250"},
       {IfdExif, Rationals(33434, {3, 1000}), "1/333.3"}, {IfdExif, Rationals(33434, {15, 10}), "1.5\""},
-      {IfdExif, Rationals(33434, {125, 100}), "1.25\""},
-      {IfdExif, Rationals(33434, {30, 1}), "30\""}, {IfdExif, Rationals(33434, {20, 10}), "2\""},
+      {IfdExif, Rationals(33434, {125, 100}), "1.25\""}, {IfdExif, Rationals(33434, {20, 10}), "2\""},
       {IfdExif, Rationals(33434, {0, 1}), "0"}, {IfdExif, Rationals(33434, {1, 0}), "0"},
       // Apex shutter and aperture
       {IfdExif, SRationals(37377, {7965784, 1000000}), "8.0EV(1/250)"},
@@ -138,7 +137,6 @@ TEST_F(ValueFormat, EveryFormInItsRoom) {
       {IfdPrimary, Text(270, TypeAscii, "2004:05:06 ", 12), "2004:05:06 "},
       {IfdThumbnail, Text(306, TypeAscii, "2004:05:06", 11), "2004:05:06"},
       // Bounded by the count and by room.
-      {IfdExif, Text(36867, TypeAscii, "2004:05:06 12:34:56", 20), "2004/05", 9},
       {IfdExif, Text(36867, TypeAscii, "2004:05:06 12:34:56", 20), "2004/05/0", 10},
       // Ellipsis at small sizes
       {IfdExif, bytes, "01 02 AB 04 "}, {IfdExif, bytes, "01 02 AB 04 ", 13}, {IfdExif, bytes, "01 02 ...", 12},
@@ -146,7 +144,7 @@ TEST_F(ValueFormat, EveryFormInItsRoom) {
       {IfdExif, shorts, "100,200,300"}, {IfdExif, shorts, "100,200,300", 12},
       {IfdExif, shorts, "100,200...", 11},  // "..." in the last 3 bytes before the bound
       {IfdExif, shorts, "100,...", 8}, {IfdExif, shorts, "...", 4},  // fewer than 4 bytes written: "..." alone
-      {IfdExif, shorts, "..", 3}, {IfdExif, shorts, "", 1}, {IfdExif, fractions, "1/3,2/3"},
+      {IfdExif, fractions, "1/3,2/3"},
       {IfdExif, fractions, "1/3,2/3", 8}, {IfdExif, fractions, "...", 7},
       // User comment never breaks ashift jis pair
       {IfdExif, Text(37510, TypeUndefined, comment), "A日本"},
@@ -206,7 +204,7 @@ const MakerNoteDescriptor kEchoDescriptor{.family = FamilyNikon,
                                           .catalogue = nullptr,
                                           .formatValue = EchoFormat};
 
-TEST_F(ValueFormat, MakerNoteKindsAndTheLensTextGoToTheHandler) {
+TEST_F(ValueFormat, MakerNoteKindsLensTextAndADocumentsTags) {
   auto handler = std::make_unique<MakerNoteHandler>();
   handler->family = FamilyNikon;
   handler->descriptor = &kEchoDescriptor;
@@ -233,23 +231,21 @@ TEST_F(ValueFormat, MakerNoteKindsAndTheLensTextGoToTheHandler) {
   EXPECT_STREQ(text, "lens");
   ExifInstallLensText(nullptr);
   EXPECT_EQ(ExifTagText(document_.get(), 264, 1, text, sizeof text), 0);
-}
 
-TEST_F(ValueFormat, TagTextAndDescriptionOfADocument) {
+  // A document's own tags: their text and their description.
   const uint32_t fNumber[2] = {56, 10};
   ASSERT_EQ(ExifPutTag(document_.get(), IfdExif, 33437, TypeRational, 1, fNumber), 1);
-  char text[32] = "stale";
   EXPECT_EQ(ExifTagText(document_.get(), IfdExif, 33437, text, sizeof text), 1);
   EXPECT_STREQ(text, "F5.6");
   EXPECT_EQ(ExifTagText(document_.get(), IfdExif, 33434, text, sizeof text), 0);
   EXPECT_STREQ(text, "");
 
   const char* name = nullptr;
-  const TagEntry* entry = ExifFindTag(document_.get(), IfdExif, 33437);
-  EXPECT_EQ(ExifDescribeTag(document_.get(), IfdExif, entry, &name, text, sizeof text), 4);
+  const TagEntry* fEntry = ExifFindTag(document_.get(), IfdExif, 33437);
+  EXPECT_EQ(ExifDescribeTag(document_.get(), IfdExif, fEntry, &name, text, sizeof text), 4);
   EXPECT_EQ(Utf8FromCp932(name), "Fﾅﾝﾊﾞｰ");
   // Without a document nothing is written.
-  EXPECT_EQ(ExifFormatTag(nullptr, entry, IfdExif, text, sizeof text), 0);
+  EXPECT_EQ(ExifFormatTag(nullptr, fEntry, IfdExif, text, sizeof text), 0);
   EXPECT_STREQ(text, "");
 }
 

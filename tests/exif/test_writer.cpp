@@ -205,7 +205,7 @@ TEST_F(WriterDocument, AnInPlaceDeletionShrinksTheDirectoryAndZeroesTheValue) {
   EXPECT_EQ(reread->tables[SlotExif].entryCount, 0);
 }
 
-TEST_F(WriterDocument, TwoRebuildsDifferOnlyInThePadBytes) {
+TEST_F(WriterDocument, TwoRebuildsDifferOnlyInThePadBytesAndTooLargeIsRefused) {
   Put(IfdPrimary, 272, "Model1");  // a second odd-length value: a pad byte before the next one
   Put(IfdPrimary, 305, "Tavexon 0.9");
   const uint8_t* bytes;
@@ -222,14 +222,9 @@ TEST_F(WriterDocument, TwoRebuildsDifferOnlyInThePadBytes) {
     EXPECT_NE(std::memchr("Tavexon", first[at], 8), nullptr) << at;
     EXPECT_EQ(at % 2, 1u) << "pad bytes stand at odd offsets from the TIFF header";
   }
-}
-
-TEST_F(WriterDocument, APayloadBeyondTheSegmentIsRefused) {
-  std::string large(65000, 'x');
-  Put(IfdPrimary, 270, large);
+  // A payload beyond the segment is refused.
+  Put(IfdPrimary, 270, std::string(65000, 'x'));
   Put(IfdExif, 37510, std::string(1000, 'y'));
-  const uint8_t* bytes;
-  uint32_t size;
   EXPECT_EQ(ExifBuild(document_.get(), &bytes, &size, 0, 0), 0);
   EXPECT_EQ(ErrorPop(), ErrPayloadTooLarge);
 }

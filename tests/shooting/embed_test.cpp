@@ -234,7 +234,7 @@ TEST_F(Embed, StopMidRunKeepsEarlierFilesAndLeavesLaterOnesUntouched) {
   }
 }
 
-TEST_F(Embed, RunButtonChecksAndSettings) {
+TEST_F(Embed, RunButtonChecksSettingsAndASingleFrame) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   TAVEXON_REQUIRE_SHARED("samples/mv1/real");
   EmbedRequest request;
@@ -259,12 +259,8 @@ TEST_F(Embed, RunButtonChecksAndSettings) {
   EXPECT_EQ(SettingsGetInt("MV1OPTION", "DATATYPE", 9), 0);
   EXPECT_EQ(LoadComboHistory("FILM"), std::vector<std::string>{request.film});
   EXPECT_EQ(TagText(scans[2], IfdExif, TagFilmName), request.film);
-}
 
-TEST_F(Embed, SingleFrameIntoANewFileLeavesTheSource) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers");
-  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
-  const std::vector<fs::path> scans = MakeRoll(1);
+  // A single frame into a new file leaves the source.
   const auto before = testsupport::ReadBytes(scans[0]);
   CameraDataFilePtr data = CameraDataFileCreate(RealThreeFrames().string().c_str());
   ASSERT_TRUE(data);
