@@ -87,6 +87,7 @@ TEST_F(ValueFormat, EveryFormInItsRoom) {
       {IfdExif, Rationals(33434, {1, 250}), "1/250"}, {IfdExif, Rationals(33434, {10, 2500}), "1/250"},
       {IfdExif, Rationals(33434, {3, 1000}), "1/333.3"}, {IfdExif, Rationals(33434, {15, 10}), "1.5\""},
       {IfdExif, Rationals(33434, {125, 100}), "1.25\""}, {IfdExif, Rationals(33434, {20, 10}), "2\""},
+      {IfdExif, Rationals(33434, {3, 2}), "1.5\""},
       {IfdExif, Rationals(33434, {0, 1}), "0"}, {IfdExif, Rationals(33434, {1, 0}), "0"},
       // Apex shutter and aperture
       {IfdExif, SRationals(37377, {7965784, 1000000}), "8.0EV(1/250)"},
@@ -144,7 +145,7 @@ TEST_F(ValueFormat, EveryFormInItsRoom) {
       {IfdExif, shorts, "100,200,300"}, {IfdExif, shorts, "100,200,300", 12},
       {IfdExif, shorts, "100,200...", 11},  // "..." in the last 3 bytes before the bound
       {IfdExif, shorts, "100,...", 8}, {IfdExif, shorts, "...", 4},  // fewer than 4 bytes written: "..." alone
-      {IfdExif, fractions, "1/3,2/3"},
+      {IfdExif, shorts, "..", 3}, {IfdExif, fractions, "1/3,2/3"},
       {IfdExif, fractions, "1/3,2/3", 8}, {IfdExif, fractions, "...", 7},
       // User comment never breaks ashift jis pair
       {IfdExif, Text(37510, TypeUndefined, comment), "A日本"},
