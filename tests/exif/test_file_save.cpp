@@ -12,7 +12,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -23,6 +22,7 @@
 #include "tests/support/test_support.h"
 
 namespace fs = std::filesystem;
+using testsupport::FindApp1;
 using testsupport::ReadBytes;
 using testsupport::ScratchDir;
 using testsupport::SharedSub;
@@ -54,16 +54,6 @@ std::vector<std::string> Others(const fs::path& folder, const std::string& keep)
   for (const auto& entry : fs::directory_iterator(folder))
     if (entry.path().filename() != keep) names.push_back(entry.path().filename().string());
   return names;
-}
-
-// Where the first APP1 stands and how long it is with its marker, or {0, 0}.
-std::pair<size_t, size_t> FindApp1(const Bytes& file) {
-  for (size_t at = 2; at + 4 <= file.size() && file[at] == 0xFF && file[at + 1] != 0xDA;) {
-    size_t length = size_t(file[at + 2]) << 8 | file[at + 3];
-    if (file[at + 1] == 0xE1) return {at, length + 2};
-    at += length + 2;
-  }
-  return {0, 0};
 }
 
 // `bytes` with [at, at + length) replaced by `insert`.
@@ -354,20 +344,6 @@ TEST_F(FileSave, OwnerModeAndExtendedAttributesSurviveASave) {
   int status = 0;
   ::waitpid(child, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "saved with the warning, and only it";
-}
-
-TEST_F(FileSave, FileTimesComeFromTheCaptureDate) {
-  fs::path file = scratch_ / "dated.jpg";
-  WriteBytes(file, Bytes{0xFF, 0xD8});
-  ASSERT_EQ(FileSetTimeFromDate(file.string(), "2004:05:06 07:08:09"), 1);
-  std::tm local{};
-  ASSERT_NE(::strptime("2004:05:06 07:08:09", "%Y:%m:%d %H:%M:%S", &local), nullptr);
-  local.tm_isdst = -1;
-  struct stat status;
-  ASSERT_EQ(::stat(file.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mtime, std::mktime(&local));
-  EXPECT_EQ(status.st_atime, std::mktime(&local));
-  EXPECT_EQ(FileSetTimeFromDate((scratch_ / "none.jpg").string(), "2004:05:06 07:08:09"), 0);
 }
 
 }  // namespace

@@ -65,28 +65,19 @@ TEST_F(SettingsStore, ReadsTheWindowsForm) {
   EXPECT_EQ(Get("SIZE", "SIZE02"), "028001E0");
   EXPECT_EQ(Get("SIZE", "SIZE03"), "<none>");
   EXPECT_EQ(Get("NOSECTION", "FIRSTVIEW"), "<none>");
-}
-
-TEST_F(SettingsStore, NumbersFromLeadingDigits) {
+  // Numbers from leading digits: an empty value reads as missing; 4294967295 is what
+  // SettingsPutUInt stored for -1.
   Put("[N]\r\nA=12abc\r\nB=-5\r\nC=abc\r\nD=\r\nE=  +7 \r\nF=4294967295\r\nG=0x1F\r\n");
-  EXPECT_EQ(SettingsGetInt("N", "A", 99), 12);
-  EXPECT_EQ(SettingsGetInt("N", "B", 99), -5);
-  EXPECT_EQ(SettingsGetInt("N", "C", 99), 0);
-  EXPECT_EQ(SettingsGetInt("N", "D", 99), 99);  // an empty value reads as missing
-  EXPECT_EQ(SettingsGetInt("N", "E", 99), 7);
-  EXPECT_EQ(SettingsGetInt("N", "F", 99), -1);  // what SettingsPutUInt stored for -1
-  EXPECT_EQ(SettingsGetInt("N", "G", 99), 0);
-  EXPECT_EQ(SettingsGetInt("N", "H", 99), 99);
-}
-
-TEST_F(SettingsStore, GetStringCutsToTheBuffer) {
-  Put("[S]\r\nK=abcdef\r\n");
+  const std::pair<const char*, int> numbers[] = {{"A", 12}, {"B", -5}, {"C", 0}, {"D", 99},
+                                                 {"E", 7},  {"F", -1}, {"G", 0}, {"H", 99}};
+  for (auto [key, value] : numbers) EXPECT_EQ(SettingsGetInt("N", key, 99), value) << key;
+  // A text is cut to the buffer.
   char buffer[4] = {'x', 'x', 'x', 'x'};
-  EXPECT_EQ(SettingsGetString("S", "K", "", buffer, sizeof buffer), 3u);
-  EXPECT_STREQ(buffer, "abc");
-  EXPECT_EQ(SettingsGetString("S", "MISSING", "dflt", buffer, sizeof buffer), 3u);
+  EXPECT_EQ(SettingsGetString("N", "A", "", buffer, sizeof buffer), 3u);
+  EXPECT_STREQ(buffer, "12a");
+  EXPECT_EQ(SettingsGetString("N", "MISSING", "dflt", buffer, sizeof buffer), 3u);
   EXPECT_STREQ(buffer, "dfl");
-  EXPECT_EQ(SettingsGetString("S", "K", "", buffer, 0), 0u);
+  EXPECT_EQ(SettingsGetString("N", "A", "", buffer, 0), 0u);
 }
 
 TEST_F(SettingsStore, WriteKeepsEveryOtherLine) {

@@ -137,7 +137,8 @@ TEST(CameraDataFileFailures, LayoutsThatReadAndLayoutsThatFail) {
   }
 }
 
-TEST(CameraDataFileFailures, PathsThatAreNoFile) {
+// Paths that are no file; empty and missing columns; records copied out.
+TEST(CameraDataFileFields, PathsColumnsAndRecords) {
   ScratchDir scratch;
   EXPECT_FALSE(CameraDataFileCreate(scratch.path().string().c_str()));
   EXPECT_FALSE(CameraDataFileCreate((scratch / "missing.txt").string().c_str()));
@@ -150,12 +151,9 @@ TEST(CameraDataFileFailures, PathsThatAreNoFile) {
   ErrorClear();
   EXPECT_EQ(CameraDataFileRead(file.get(), 0), 0);
   EXPECT_EQ(ErrorPop(), 1026u);
-}
 
-TEST(CameraDataFileFields, EmptyAndMissingColumns) {
-  ScratchDir scratch;
   // A line ending in a comma has an empty last field.
-  CameraDataFilePtr file = ReadF6Frames(scratch, {F6Frame({{16, ""}, {2, ""}})});
+  file = ReadF6Frames(scratch, {F6Frame({{16, ""}, {2, ""}})});
   ASSERT_TRUE(file);
   const ShootingRecord& record = file->frames.front();
   EXPECT_EQ(FindEntry(record, TagShootingTime)->count, 1u);
@@ -166,11 +164,9 @@ TEST(CameraDataFileFields, EmptyAndMissingColumns) {
   ASSERT_TRUE(file);
   EXPECT_EQ(EntryText(*FindEntry(file->header, TagFilmName)), "Provia");
   EXPECT_EQ(FindEntry(file->header, TagCameraId)->count, 1u);
-}
 
-TEST(CameraDataFileRecord, CopyRecordAndAddHeader) {
-  ScratchDir scratch;
-  CameraDataFilePtr file = ReadF6Frames(scratch, {F6Frame({}), F6Frame({{0, "02"}})});
+  // A record copied out carries the header, with a header field added, before the frame.
+  file = ReadF6Frames(scratch, {F6Frame({}), F6Frame({{0, "02"}})});
   ASSERT_TRUE(file);
   const char film[] = "Provia 100F";
   ASSERT_EQ(CameraDataFileAddHeader(file.get(), TagFilmName, TypeAscii, sizeof film, film), 1);

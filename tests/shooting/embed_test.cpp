@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "exif/exif_reader.h"
+#include "exif/jpeg_file.h"
 #include "frame/cp932.h"
 #include "frame/settings.h"
 #include "frame/combo_history.h"
@@ -72,16 +73,7 @@ std::string TagText(const fs::path& file, uint32_t kind, uint16_t tag) {
 
 // A JPEG without Exif: the corpus file with its APP1 segment cut out.
 void WriteWithoutExif(const fs::path& source, const fs::path& destination) {
-  std::vector<unsigned char> bytes = testsupport::ReadBytes(source);
-  size_t position = 2;
-  while (position + 4 <= bytes.size() && bytes[position] == 0xFF && bytes[position + 1] != 0xE1) {
-    position += 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
-  }
-  if (position + 4 <= bytes.size() && bytes[position + 1] == 0xE1) {
-    const size_t length = 2 + ((size_t(bytes[position + 2]) << 8) | bytes[position + 3]);
-    bytes.erase(bytes.begin() + std::ptrdiff_t(position), bytes.begin() + std::ptrdiff_t(position + length));
-  }
-  testsupport::WriteBytes(destination, bytes);
+  ASSERT_EQ(JpegReplaceApp1(source.string(), destination.string(), nullptr, 0), 1);
 }
 
 class Embed : public ::testing::Test {
@@ -242,7 +234,7 @@ TEST_F(Embed, StopMidRunKeepsEarlierFilesAndLeavesLaterOnesUntouched) {
   }
 }
 
-TEST_F(Embed, RunButtonChecksAndSettings) {
+TEST_F(Embed, RunButtonChecksSettingsAndASingleFrame) {
   TAVEXON_REQUIRE_SHARED("corpus/makers");
   TAVEXON_REQUIRE_SHARED("samples/mv1/real");
   EmbedRequest request;
@@ -267,12 +259,8 @@ TEST_F(Embed, RunButtonChecksAndSettings) {
   EXPECT_EQ(SettingsGetInt("MV1OPTION", "DATATYPE", 9), 0);
   EXPECT_EQ(LoadComboHistory("FILM"), std::vector<std::string>{request.film});
   EXPECT_EQ(TagText(scans[2], IfdExif, TagFilmName), request.film);
-}
 
-TEST_F(Embed, SingleFrameIntoANewFileLeavesTheSource) {
-  TAVEXON_REQUIRE_SHARED("corpus/makers");
-  TAVEXON_REQUIRE_SHARED("samples/mv1/real");
-  const std::vector<fs::path> scans = MakeRoll(1);
+  // A single frame into a new file leaves the source.
   const auto before = testsupport::ReadBytes(scans[0]);
   CameraDataFilePtr data = CameraDataFileCreate(RealThreeFrames().string().c_str());
   ASSERT_TRUE(data);

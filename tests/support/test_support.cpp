@@ -81,6 +81,15 @@ std::vector<unsigned char> ReadBytes(const fs::path& file) {
   return bytes;
 }
 
+std::pair<size_t, size_t> FindApp1(const std::vector<unsigned char>& file) {
+  for (size_t at = 2; at + 4 <= file.size() && file[at] == 0xFF && file[at + 1] != 0xDA;) {
+    const size_t length = size_t(file[at + 2]) << 8 | file[at + 3];
+    if (file[at + 1] == 0xE1) return {at, length + 2};
+    at += length + 2;
+  }
+  return {0, 0};
+}
+
 void WriteBytes(const fs::path& file, const std::vector<unsigned char>& bytes) {
   std::ofstream out(file, std::ios::binary | std::ios::trunc);
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace testsupport {
@@ -40,6 +41,8 @@ class ScratchDir {
 
 std::vector<unsigned char> ReadBytes(const std::filesystem::path& file);
 void WriteBytes(const std::filesystem::path& file, const std::vector<unsigned char>& bytes);
+// Where a JPEG's first APP1 stands and its length with the marker, or {0, 0}.
+std::pair<size_t, size_t> FindApp1(const std::vector<unsigned char>& file);
 
 // True when the program is on PATH.
 bool HaveProgram(const std::string& name);

@@ -61,11 +61,13 @@ TEST(Dates, CarryRulesFollowTheCalendar) {
   EXPECT_EQ(year * 10000 + month * 100 + day, 16000229);
 }
 
-// A folder shifted by one day and two hours gives the dates `exiftool -AllDates+=` gives, over
-// every camera file and over seeded dates at month, year and leap-day ends. Named differences:
+// Over every camera file and over seeded dates at month, year and leap-day ends, the tools
+// do what ExifTool does: file times from the capture dates as `exiftool
+// '-FileModifyDate<DateTimeOriginal'` sets them (a file without the tag fails and is counted),
+// then a shift by one day and two hours as `exiftool -AllDates+=` gives. Named differences:
 // the other two tags take 36867's new text (ExifTool shifts each from its own value), and a
 // file ExifTool refuses to write (a corrupt JPEG it will not touch) is left out.
-TEST(Dates, ShiftMatchesExiftoolOverAFolder) {
+TEST(Dates, RestoreAndShiftMatchExiftoolOverAFolder) {
   TOOLS_REQUIRE_PEERS();
   testsupport::ScratchDir scratch;
   const auto ours = toolstest::CopyCameraFiles(scratch / "ours");
@@ -78,15 +80,31 @@ TEST(Dates, ShiftMatchesExiftoolOverAFolder) {
     ASSERT_EQ(DateUpdateFile(ours[i].string(), seed, nullptr, &report), kDateUpdated) << ours[i];
   }
   fs::copy(scratch / "ours", scratch / "peer");
+  const std::string peerFolder = testsupport::ShellQuote((scratch / "peer").string());
+  DateRunResult result;
+  const int failed = FileDateRestoreRun(ListOf(scratch / "ours"), false, nullptr, nullptr, &result);
+  EXPECT_EQ(failed, result.failed);
+  EXPECT_EQ(result.message, failed > 0 ? 121u : 0u);
+  testsupport::RunCommand("exiftool -q -q -overwrite_original '-FileModifyDate<DateTimeOriginal' " + peerFolder +
+                          " 2>/dev/null");
+  int withDate = 0;
+  for (const fs::path& file : ours) {
+    struct stat mine {}, peer {};
+    ASSERT_EQ(stat(file.c_str(), &mine), 0);
+    ASSERT_EQ(stat((scratch / "peer" / file.filename()).c_str(), &peer), 0);
+    EXPECT_EQ(mine.st_mtime, peer.st_mtime) << file.filename();
+    withDate += FileDateRestoreOne(file.string());
+  }
+  EXPECT_EQ(withDate + failed, int(ours.size()));
+
   auto before = ExiftoolRead(scratch / "ours");
   DateUpdateSettings shift = Shift(0, 0, 1, 2, 0, 0);
   shift.alsoTags = kDateAlsoDigitized | kDateAlsoModified;
-  DateRunResult result;
-  ASSERT_EQ(DateUpdateRun(ListOf(scratch / "ours"), shift, nullptr, nullptr, nullptr, &result), 1);
-  EXPECT_EQ(result.failed, 0);
-  EXPECT_GT(result.updated, 30);
-  testsupport::RunCommand("exiftool -q -q -overwrite_original '-AllDates+=0:0:1 2:0:0' " +
-                          testsupport::ShellQuote((scratch / "peer").string()) + " 2>/dev/null");
+  DateRunResult shifted;
+  ASSERT_EQ(DateUpdateRun(ListOf(scratch / "ours"), shift, nullptr, nullptr, nullptr, &shifted), 1);
+  EXPECT_EQ(shifted.failed, 0);
+  EXPECT_GT(shifted.updated, 30);
+  testsupport::RunCommand("exiftool -q -q -overwrite_original '-AllDates+=0:0:1 2:0:0' " + peerFolder + " 2>/dev/null");
   auto mineAll = ExiftoolRead(scratch / "ours");
   auto peerAll = ExiftoolRead(scratch / "peer");
   int compared = 0;
@@ -104,30 +122,6 @@ TEST(Dates, ShiftMatchesExiftoolOverAFolder) {
     ++compared;
   }
   EXPECT_GT(compared, 30);
-}
-
-// File times from the capture dates, as `exiftool '-FileModifyDate<DateTimeOriginal'` sets
-// them; a file without the tag fails and is counted.
-TEST(Dates, RestoreSetsTheTimesExiftoolSets) {
-  TOOLS_REQUIRE_PEERS();
-  testsupport::ScratchDir scratch;
-  const auto ours = toolstest::CopyCameraFiles(scratch / "ours");
-  fs::copy(scratch / "ours", scratch / "peer");
-  DateRunResult result;
-  const int failed = FileDateRestoreRun(ListOf(scratch / "ours"), false, nullptr, nullptr, &result);
-  EXPECT_EQ(failed, result.failed);
-  EXPECT_EQ(result.message, failed > 0 ? 121u : 0u);
-  testsupport::RunCommand("exiftool -q -q -overwrite_original '-FileModifyDate<DateTimeOriginal' " +
-                          testsupport::ShellQuote((scratch / "peer").string()) + " 2>/dev/null");
-  int withDate = 0;
-  for (const fs::path& file : ours) {
-    struct stat mine {}, peer {};
-    ASSERT_EQ(stat(file.c_str(), &mine), 0);
-    ASSERT_EQ(stat((scratch / "peer" / file.filename()).c_str(), &peer), 0);
-    EXPECT_EQ(mine.st_mtime, peer.st_mtime) << file.filename();
-    withDate += FileDateRestoreOne(file.string());
-  }
-  EXPECT_EQ(withDate + failed, int(ours.size()));
 }
 
 }  // namespace
