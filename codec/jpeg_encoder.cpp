@@ -318,14 +318,22 @@ TAVEXON_VECTOR_CLONES void LumaRow(const uint8_t* pixels, uint32_t n, float* out
   }
 }
 
-// Cb and Cr of n BGR pixels taken `step` pixels apart.
 template <uint32_t Step>
-TAVEXON_VECTOR_CLONES void ChromaRow(const uint8_t* pixels, uint32_t n, float* blue, float* red) {
+TAVEXON_INLINE void ChromaRowStep(const uint8_t* pixels, uint32_t n, float* blue, float* red) {
   for (uint32_t i = 0; i < n; ++i) {
     const uint8_t* p = pixels + 3 * Step * size_t(i);
     blue[i] = kBlue[0] * p[2] + kBlue[1] * p[1] + kBlue[2] * p[0];
     red[i] = kRed[0] * p[2] + kRed[1] * p[1] + kRed[2] * p[0];
   }
+}
+
+// Cb and Cr of n BGR pixels taken `step` (1, 2 or 4) pixels apart. The step is a template
+// argument inside so that each loop knows its stride; the clones stand on this plain function
+// because clang cannot clone a template.
+TAVEXON_VECTOR_CLONES void ChromaRow(const uint8_t* pixels, uint32_t step, uint32_t n, float* blue, float* red) {
+  if (step == 1) ChromaRowStep<1>(pixels, n, blue, red);
+  else if (step == 2) ChromaRowStep<2>(pixels, n, blue, red);
+  else ChromaRowStep<4>(pixels, n, blue, red);
 }
 
 // The samples of one MCU row: luminance at full resolution over whole MCUs, chroma by
@@ -351,11 +359,9 @@ struct McuRowPlanes {
       if (dy % v != 0) continue;
       float* blue = cb.data() + (dy / v) * chromaStride;
       float* red = cr.data() + (dy / v) * chromaStride;
-      if (h == 1) ChromaRow<1>(pixels, inside, blue, red);
-      else if (h == 2) ChromaRow<2>(pixels, inside, blue, red);
-      else ChromaRow<4>(pixels, inside, blue, red);
+      ChromaRow(pixels, h, inside, blue, red);
       const uint8_t* lastPixel = pixels + 3 * size_t(e->width - 1);
-      ChromaRow<1>(lastPixel, 1, blue + chromaStride - 1, red + chromaStride - 1);
+      ChromaRow(lastPixel, 1, 1, blue + chromaStride - 1, red + chromaStride - 1);
       std::fill(blue + inside, blue + chromaStride, blue[chromaStride - 1]);
       std::fill(red + inside, red + chromaStride, red[chromaStride - 1]);
     }

@@ -15,7 +15,6 @@
 namespace {
 
 constexpr uint8_t kSignature[8] = {'O', 'L', 'Y', 'M', 'P', 'U', 'S', 0};
-constexpr uint32_t kDirectoryTail = 6;  // the entry count and the next-directory word
 constexpr uint32_t kEntrySize = 12;
 // Tags of table 257 from here on link directories or blocks of their own (the five links
 // among them); any other of them points at bytes no table holds.
