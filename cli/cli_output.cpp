@@ -11,10 +11,6 @@
 #include "frame/cp932.h"
 #include "frame/message_table.h"
 
-namespace {
-
-}  // namespace
-
 std::string CliMessage(uint32_t id, const std::string& path) {
   const char* text = MessageText(id);
   std::string message = text ? Utf8FromCp932(text) : std::string();

@@ -191,7 +191,10 @@ ReadAheadResult ResultOfHead(const HeadRead& head, std::vector<uint8_t>& work, b
   uint32_t size = 0;
   const bool found = ExtractApp1(stream, work, &size) == 0;
   if (segmentsOnly) {
-    if (found) result.segment.assign(work.begin(), work.begin() + size);
+    if (found) {  // handed over rather than copied; the next head grows its own buffer
+      work.resize(size);
+      result.segment.swap(work);
+    }
     result.segmentFound = found;
     return result;
   }
