@@ -272,13 +272,17 @@ int SharpenRaster(const uint8_t* pixels, uint32_t width, uint32_t height, int st
   result.pixels.assign(pixels, pixels + rowBytes * height);
   for (uint32_t y = 0; y < height; ++y) {
     const uint8_t* row = pixels + y * rowBytes;
+    // The rows above and below as pointers of their own: an index below zero on `row` would
+    // wrap as an unsigned offset even where the address it means is inside the picture.
+    const uint8_t* above = y > 0 ? row - rowBytes : nullptr;
+    const uint8_t* below = y + 1 < height ? row + rowBytes : nullptr;
     for (uint32_t x = 0; x < width; ++x)
       for (int c = 0; c < 3; ++c) {
         const size_t at = 3 * size_t(x) + c;
         const int value = row[at];
         int d = 0, neighbours = 0;
-        if (y > 0) d += row[at - rowBytes], ++neighbours;
-        if (y + 1 < height) d += row[at + rowBytes], ++neighbours;
+        if (above) d += above[at], ++neighbours;
+        if (below) d += below[at], ++neighbours;
         if (x > 0) d += row[at - 3], ++neighbours;
         if (x + 1 < width) d += row[at + 3], ++neighbours;
         d -= neighbours * value;  // 4 inside, 3 on an edge, 2 in a corner

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Configures and builds one flavour of Tavexon: build.sh [release|asan|fuzz] [TARGET...]
-# The desktop program (Qt) is built in the release flavour; the sanitizer and fuzz flavours
-# build the core and the command line.
+# Configures and builds one flavour of Tavexon: build.sh [release|sanitize] [TARGET...]
+# release (build/release): everything, the desktop program (Qt) and the benchmarks included.
+# sanitize (build/sanitize): the core, the command line, their tests and the fuzz targets, with
+# clang under AddressSanitizer and UndefinedBehaviorSanitizer at -O1, so one compile of the core
+# serves the tests and the fuzzers. "asan" and "fuzz" name the same tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 flavour=${1:-release}
@@ -13,10 +15,11 @@ if command -v ccache >/dev/null && [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ]; th
 fi
 case "$flavour" in
   release) cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVEXON_TESTS=ON -DTAVEXON_BENCH=ON >/dev/null ;;
-  asan)    cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTAVEXON_SANITIZE=ON -DTAVEXON_BENCH=OFF -DTAVEXON_DESKTOP=OFF >/dev/null ;;
-  fuzz)    cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVEXON_FUZZ=ON \
-                 -DCMAKE_CXX_COMPILER=clang++ >/dev/null ;;
-  *) echo "usage: build.sh [release|asan|fuzz]" >&2; exit 2 ;;
+  sanitize|asan|fuzz)
+           flavour=sanitize
+           cmake -S . -B build/sanitize -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
+                 -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DTAVEXON_FUZZ=ON -DTAVEXON_BENCH=OFF -DTAVEXON_DESKTOP=OFF >/dev/null ;;
+  *) echo "usage: build.sh [release|sanitize]" >&2; exit 2 ;;
 esac
 shift || true
 targets=()

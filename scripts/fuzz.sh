@@ -19,7 +19,7 @@ fuzz_one() {
   "$target" -max_total_time="$seconds" -max_len=262144 -rss_limit_mb=2048 -print_final_stats=1 \
     -dict=fuzz/exif.dict "$work/$name" "$seeds" 2>"$work/$name.log" || touch "$work/$name.failed"
 }
-for target in build/fuzz/fuzz/fuzz_*; do
+for target in build/sanitize/fuzz/fuzz_*; do
   [ -x "$target" ] || continue
   while [ "$(jobs -rp | wc -l)" -ge "$(nproc)" ]; do wait -n || true; done
   echo "-- $(basename "$target") for ${seconds}s"

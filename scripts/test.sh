@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test: the release build, the core and its
-# tests under AddressSanitizer and UndefinedBehaviorSanitizer, and a short fuzzing run.
+# tests under AddressSanitizer and UndefinedBehaviorSanitizer, and a short fuzzing run of the
+# same sanitized tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -21,13 +22,12 @@ for program in build/release/tests/{kit,views,app}/tavexon_*_tests; do
   QT_QPA_PLATFORM=xcb xvfb-run -a "$program" --gtest_brief=1 || status=1
 done
 
-echo "== sanitizer build and tests"
-bash scripts/build.sh asan
+echo "== sanitizer build (core, command line, tests, fuzz targets; clang) and tests"
+bash scripts/build.sh sanitize
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-  ctest --test-dir build/asan --output-on-failure -j "$(nproc)" || status=1
+  ctest --test-dir build/sanitize --output-on-failure -j "$(nproc)" || status=1
 
 echo "== fuzzing"
-bash scripts/build.sh fuzz
 bash scripts/fuzz.sh "${FUZZ_SECONDS:-30}" || status=1
 
 exit $status
