@@ -73,20 +73,20 @@ int ParseDataType(const std::string& text) {
 }
 
 // What a run tells the terminal: progress per file, and which files it reached.
-struct RunReport {
+struct EmbedRunReport {
   std::vector<std::string> reached;
   bool terminal = false;
 };
 
 void ShowProgress(void* user, const std::string& path, uint32_t index, uint32_t count) {
-  auto* report = static_cast<RunReport*>(user);
+  auto* report = static_cast<EmbedRunReport*>(user);
   report->reached.push_back(path);
   if (report->terminal) std::fprintf(stderr, "\r\033[K%s (%u/%u)", PathFileName(path).c_str(), index, count);
 }
 
 // Every message of a run is printed; the save's questions get the answer that writes nothing.
 PromptAnswer ShowMessage(void* user, const PromptQuestion& question) {
-  const auto* report = static_cast<const RunReport*>(user);
+  const auto* report = static_cast<const EmbedRunReport*>(user);
   if (report->terminal && !report->reached.empty()) std::fputs("\n", stderr);
   std::fprintf(stderr, "%s\n", Utf8FromCp932(question.text).c_str());
   return PromptSafeAnswer(question.buttons);
@@ -178,7 +178,7 @@ int RunEmbed(const EmbedOptions& options) {
   request.privateTags = options.privateTags;
   request.keepSoftware = options.keepSoftware;
   ApplyLibraryOptions(options, &request);
-  RunReport report;
+  EmbedRunReport report;
   report.terminal = isatty(STDERR_FILENO) != 0;
   Prompt prompt{ShowMessage, &report};
   EmbedProgress progress{ShowProgress, &report, &prompt};

@@ -38,12 +38,12 @@ bool ParseBox(const std::string& text, uint32_t* width, uint32_t* height) {
   return true;
 }
 
-struct RunReport {
+struct ShrinkRunReport {
   bool progress;
 };
 
 bool Step(void* user, const std::string& path, size_t index, size_t count) {
-  if (static_cast<RunReport*>(user)->progress) std::fprintf(stderr, "[%zu/%zu] %s\n", index, count, path.c_str());
+  if (static_cast<ShrinkRunReport*>(user)->progress) std::fprintf(stderr, "[%zu/%zu] %s\n", index, count, path.c_str());
   return !interrupted;
 }
 
@@ -81,7 +81,7 @@ int ShrinkRun(const ShrinkOptions& options) {
   ShrinkSettingsStore(settings);
   interrupted = false;
   auto previous = std::signal(SIGINT, OnInterrupt);
-  RunReport report{options.progress};
+  ShrinkRunReport report{options.progress};
   Progress progress{Step, &report};
   bool overwrite = options.overwrite;
   Prompt prompt{Answer, &overwrite};

@@ -15,7 +15,7 @@ namespace {
 
 // A bottom-up BGR picture with rows padded to 4 bytes: smooth colour gradients with a soft ring,
 // or the same in grey.
-std::vector<uint8_t> Picture(uint32_t width, uint32_t height, bool grey) {
+std::vector<uint8_t> SyntheticPicture(uint32_t width, uint32_t height, bool grey) {
   const size_t stride = (size_t(width) * 3 + 3) & ~size_t(3);
   std::vector<uint8_t> pixels(stride * height, 0);
   for (uint32_t y = 0; y < height; ++y)
@@ -97,7 +97,7 @@ TEST(JpegEncoder, FilesDecodeInDjpegCloseToTheSource) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height) + " level " + std::to_string(c.level) +
                  " restart " + std::to_string(c.restart));
-    const std::vector<uint8_t> pixels = Picture(c.width, c.height, c.grey);
+    const std::vector<uint8_t> pixels = SyntheticPicture(c.width, c.height, c.grey);
     const std::vector<uint8_t> file = Encode(pixels, c.width, c.height, c.level, c.restart);
     const auto path = scratch / "out.jpg";
     testsupport::WriteBytes(path, file);
@@ -111,7 +111,7 @@ TEST(JpegEncoder, FilesDecodeInDjpegCloseToTheSource) {
 
 // Restart markers: one after each interval but never after the last MCU; -1 is one MCU row.
 TEST(JpegEncoder, RestartMarkersAndHeader) {
-  const std::vector<uint8_t> pixels = Picture(64, 16, false);  // 2x1 sampling: 4 MCUs a row, 2 rows
+  const std::vector<uint8_t> pixels = SyntheticPicture(64, 16, false);  // 2x1 sampling: 4 MCUs a row, 2 rows
   EXPECT_EQ(RestartMarkers(Encode(pixels, 64, 16, 4, 0)), 0);
   EXPECT_EQ(RestartMarkers(Encode(pixels, 64, 16, 4, -1)), 1);  // the last row ends the picture
   EXPECT_EQ(RestartMarkers(Encode(pixels, 64, 16, 4, 4)), 1);
@@ -140,7 +140,7 @@ TEST(JpegEncoder, Refusals) {
   EXPECT_EQ(JpegEncoderSetExif(encoder.get(), nullptr, 4), JpegEncoderFailed);
   std::vector<uint8_t> none;
   EXPECT_EQ(JpegEncoderToMemory(encoder.get(), none), JpegEncoderFailed);  // nothing encoded yet
-  const std::vector<uint8_t> pixels = Picture(8, 8, false);
+  const std::vector<uint8_t> pixels = SyntheticPicture(8, 8, false);
   ASSERT_EQ(JpegEncoderEncode(encoder.get(), pixels.data(), 8, 8), JpegEncoderOk);
   testsupport::ScratchDir scratch;
   const auto path = (scratch / "taken.jpg").string();

@@ -73,7 +73,7 @@ std::multiset<std::string> TavexonRows(ExifDocument* document) {
   return rows;
 }
 
-std::multiset<std::string> Exiv2Rows(const fs::path& file) {
+std::multiset<std::string> Exiv2RowSet(const fs::path& file) {
   std::multiset<std::string> rows;
   for (const testsupport::Exiv2Row& r : testsupport::Exiv2Rows(file)) {
     auto g = kGroups.find(r.group);
@@ -156,7 +156,7 @@ TEST(ReaderCorpus, EveryFileAgreesWithExiv2AndBothReadsFindOnePayload) {
     if (!peers) continue;
     ++compared;
     const auto ours = TavexonRows(document.get());
-    const auto theirs = Exiv2Rows(file);
+    const auto theirs = Exiv2RowSet(file);
     std::map<std::pair<uint32_t, uint32_t>, int> ourCounts;
     std::set<std::pair<uint32_t, uint32_t>> theirKeys;
     for (const std::string& row : ours) ++ourCounts[RowKey(row)];

@@ -11,15 +11,15 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using NoteBytes = std::vector<uint8_t>;
 // Values as the tables hold them: in host (little-endian) order.
 template <class T>
-Bytes Words(std::initializer_list<T> words) {
-  Bytes bytes(words.size() * sizeof(T));
+NoteBytes Words(std::initializer_list<T> words) {
+  NoteBytes bytes(words.size() * sizeof(T));
   std::memcpy(bytes.data(), words.begin(), bytes.size());
   return bytes;
 }
-Bytes Ascii(const char* text) { return Bytes(text, text + std::strlen(text) + 1); }
+NoteBytes Ascii(const char* text) { return NoteBytes(text, text + std::strlen(text) + 1); }
 
 }  // namespace
 
@@ -29,7 +29,7 @@ TEST(NikonFormat, ValueTexts) {
   const struct Row {
     uint32_t table;
     uint16_t tag, type;
-    Bytes value;
+    NoteBytes value;
     const char* text;
     uint32_t room = 256;
   } rows[] = {
@@ -47,7 +47,7 @@ TEST(NikonFormat, ValueTexts) {
       {main, 8, TypeAscii, Ascii("RED-EYE SLOW"), "赤目軽減 スローシンクロ"},
       {main, 8, TypeAscii, Ascii("RED-EYE     "), "赤目軽減 "}, {main, 8, TypeAscii, Ascii("REAR SLOW   "), "後幕スローシンクロ"},
       {main, 8, TypeAscii, Ascii("            "), "OFF"}, {main, 8, TypeAscii, Ascii("STROBO"), "STROBO"},
-      // Bytes.
+      // NoteBytes.
       {main, 14, TypeUndefined, {uint8_t(-3), 1, 12, 0}, "-0.2EV"}, {main, 23, TypeUndefined, {0, 1, 6, 0}, "0.0EV"},
       {main, 131, TypeByte, {0x0E}, "VR G "}, {main, 131, TypeByte, {0x03}, "D S"},
       {main, 135, TypeByte, {8}, "内蔵スピードライト(コマンダー)"},

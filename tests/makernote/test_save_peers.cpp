@@ -126,7 +126,7 @@ std::vector<fs::path> MakerFiles() {
   return files;
 }
 
-enum class Edit { LongArtist, OtherByteOrder };
+enum class PeerEdit { LongArtist, OtherByteOrder };
 
 // How a save ended: written and read the same by Tavexon and the peers, or refused with the
 // source byte for byte as it was.
@@ -137,7 +137,7 @@ struct Outcome {
 
 // Saves `source` with the edit into `written` and checks the outcome. A refusal must leave no
 // file behind and the source as it was; a written file must read as before, apart from the edit.
-void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer answer, Outcome* outcome) {
+void SaveOne(const fs::path& source, const fs::path& written, PeerEdit edit, Answer answer, Outcome* outcome) {
   const std::string name = source.filename().string();
   ExifDocumentPtr document = makerlisting::ReadDocument(source);
   ASSERT_TRUE(document) << name;
@@ -145,7 +145,7 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
   SaveLayout layout;
   layout.bigEndian = document->bigEndian;
   const char artist[] = "A much longer artist name than before, long enough to move every value behind it";
-  if (edit == Edit::LongArtist) {
+  if (edit == PeerEdit::LongArtist) {
     ASSERT_TRUE(ExifQueueEdit(document.get(), PendingSet, IfdPrimary, 315, TypeAscii, sizeof artist, artist));
   } else {
     layout.bigEndian ^= 1u;
@@ -179,16 +179,16 @@ void SaveOne(const fs::path& source, const fs::path& written, Edit edit, Answer 
       EXPECT_EQ(int64_t(after.schema) - before.schema, int64_t(after.place) - int64_t(before.place)) << name;
       move.recorded = true;
     }
-    move.keptOldOrder = edit == Edit::OtherByteOrder && !before.bytes.empty();
+    move.keptOldOrder = edit == PeerEdit::OtherByteOrder && !before.bytes.empty();
   }
   ExpectSameReading(testsupport::ExifToolArgs(source), testsupport::ExifToolArgs(written), name, "exiftool", "Artist", move);
   // An Olympus note keeps its own byte order, which its header states; exiv2 reads it in the
   // Exif's order, so a change of that order changes what exiv2 makes of the note.
-  if (edit == Edit::OtherByteOrder && hadFamily == FamilyOlympus) move.keptOldOrder = true;
+  if (edit == PeerEdit::OtherByteOrder && hadFamily == FamilyOlympus) move.keptOldOrder = true;
   ExpectSameReading(ReadWithExiv2(source), ReadWithExiv2(written), name, "exiv2", "Artist", move);
 }
 
-Outcome SaveCorpus(Edit edit, Answer answer) {
+Outcome SaveCorpus(PeerEdit edit, Answer answer) {
   Outcome outcome;
   testsupport::ScratchDir scratch;
   for (const fs::path& source : MakerFiles()) {
@@ -298,7 +298,7 @@ TEST(SavePeers, LongArtistKeepsEveryOtherTag) {
   if (!testsupport::HaveProgram("exiftool") || !testsupport::HaveProgram("exiv2"))
     GTEST_SKIP() << "exiftool and exiv2 are needed as independent readers";
   for (Answer answer : {Answer::Keep, Answer::Rebuild}) {
-    const Outcome outcome = SaveCorpus(Edit::LongArtist, answer);
+    const Outcome outcome = SaveCorpus(PeerEdit::LongArtist, answer);
     EXPECT_GT(outcome.written, 3 * outcome.refused);
   }
 }
@@ -309,7 +309,7 @@ TEST(SavePeers, OtherByteOrderKeepsEveryOtherTag) {
     GTEST_SKIP() << "exiftool and exiv2 are needed as independent readers";
   // Most notes carried as bytes cannot be read in the other order and refuse; the files without
   // one, or with a note their handler rebuilds, must save (a refusal is safe, but no answer).
-  EXPECT_GE(SaveCorpus(Edit::OtherByteOrder, Answer::KeepOtherOrder).written, 20);
+  EXPECT_GE(SaveCorpus(PeerEdit::OtherByteOrder, Answer::KeepOtherOrder).written, 20);
 }
 
 // A thumbnail running past APP1, values outside a note of two families, an unknown note with a
@@ -324,7 +324,7 @@ TEST(SavePeers, BuiltFilesWithBytesOutsideTheirPlaceSave) {
     Outcome outcome;
     for (Answer answer : {Answer::Keep, Answer::Rebuild}) {
       const fs::path written = scratch / ("saved" + std::to_string(int(kind)) + std::to_string(int(answer)) + ".jpg");
-      SaveOne(source, written, Edit::LongArtist, answer, &outcome);
+      SaveOne(source, written, PeerEdit::LongArtist, answer, &outcome);
       ExifDocumentPtr before = makerlisting::ReadDocument(source);
       ExifDocumentPtr after = makerlisting::ReadDocument(written);
       ASSERT_TRUE(after) << int(kind);
@@ -347,10 +347,10 @@ TEST(SavePeers, BuiltFilesThatCannotBeKeptAreRefused) {
   const fs::path large = scratch / "large.jpg";
   testsupport::WriteBytes(large, BuildCase(Kind::OutsideTooLarge));
   Outcome outcome;
-  SaveOne(large, scratch / "large-saved.jpg", Edit::LongArtist, Answer::Keep, &outcome);
+  SaveOne(large, scratch / "large-saved.jpg", PeerEdit::LongArtist, Answer::Keep, &outcome);
   const fs::path canon = scratch / "canon.jpg";
   testsupport::WriteBytes(canon, BuildCase(Kind::CanonOutside));
-  SaveOne(canon, scratch / "canon-saved.jpg", Edit::OtherByteOrder, Answer::KeepOtherOrder, &outcome);
+  SaveOne(canon, scratch / "canon-saved.jpg", PeerEdit::OtherByteOrder, Answer::KeepOtherOrder, &outcome);
   EXPECT_EQ(outcome.refused, 2);
   EXPECT_NE(ExifSaveRefusal().find("0x927C (37500) would be read in the other byte order"), std::string::npos)
       << ExifSaveRefusal();

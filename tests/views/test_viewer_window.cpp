@@ -25,7 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kSamples = TAVEXON_SAMPLES;
+const fs::path kViewerSamples = TAVEXON_SAMPLES;
 
 fs::path Corpus(const std::string& file) { return testsupport::SharedSub("corpus") / file; }
 
@@ -146,7 +146,7 @@ TEST(ViewerWindow, EachKindOfFileLeavesItsStateAndMessage) {
   const std::vector<unsigned char> written = testsupport::ReadBytes(backup);
   ASSERT_GT(written.size(), 16u);
   EXPECT_EQ(std::string(written.begin(), written.begin() + 12), "EXIF_BACK_UP");
-  fs::copy_file(kSamples / "scans/scan_0001.jpg", target);
+  fs::copy_file(kViewerSamples / "scans/scan_0001.jpg", target);
   fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write);
   Open(window, target);
   qttest::OnNextModal([](QWidget* dialog) { qttest::Press(dialog, "1"); });  // the import's choice: fit
@@ -199,8 +199,8 @@ TEST(ViewerWindow, FolderWalkSecondSlotAndHeldKey) {
   fs::create_directories(folder);
   const std::vector<std::string> names = {"a.jpg", "B.jpg", "c.jpg", "D.jpg"};
   for (size_t i = 0; i < names.size(); ++i)
-    fs::copy_file(kSamples / "scans" / ("scan_000" + std::to_string(i + 1) + ".jpg"), folder / names[i]);
-  fs::copy_file(kSamples / "scans/scan_0005.jpg", folder / "e.png");  // another extension: not walked
+    fs::copy_file(kViewerSamples / "scans" / ("scan_000" + std::to_string(i + 1) + ".jpg"), folder / names[i]);
+  fs::copy_file(kViewerSamples / "scans/scan_0005.jpg", folder / "e.png");  // another extension: not walked
   ViewerWindow window("");
   window.show();
   // The arrow keys and F2 are the menu's shortcuts, which act only in the active window (on a
