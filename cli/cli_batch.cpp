@@ -12,15 +12,15 @@ namespace {
 
 std::atomic<bool> gInterrupted{false};
 
-void OnInterrupt(int) { gInterrupted.store(true); }
+void BatchOnInterrupt(int) { gInterrupted.store(true); }
 
-bool Step(void* user, const std::string& path, std::size_t index, std::size_t count) {
+bool BatchStep(void* user, const std::string& path, std::size_t index, std::size_t count) {
   const auto* progress = static_cast<const CliBatchProgress*>(user);
   if (progress->show) std::fprintf(stderr, "[%zu/%zu] %s\n", index, count, PathFileName(path).c_str());
   return !gInterrupted.load();
 }
 
-PromptAnswer Answer(void* user, const PromptQuestion& question) {
+PromptAnswer BatchAnswer(void* user, const PromptQuestion& question) {
   const auto* prompt = static_cast<const CliBatchPrompt*>(user);
   const auto known = prompt->answers.find(question.messageId);
   const PromptAnswer answer = known != prompt->answers.end() ? known->second : PromptSafeAnswer(question.buttons);
@@ -34,16 +34,16 @@ PromptAnswer Answer(void* user, const PromptQuestion& question) {
 }  // namespace
 
 CliBatchProgress::CliBatchProgress() {
-  hook.step = Step;
+  hook.step = BatchStep;
   hook.user = this;
   gInterrupted.store(false);
-  std::signal(SIGINT, OnInterrupt);
+  std::signal(SIGINT, BatchOnInterrupt);
 }
 
 CliBatchProgress::~CliBatchProgress() { std::signal(SIGINT, SIG_DFL); }
 
 CliBatchPrompt::CliBatchPrompt() {
-  prompt.ask = Answer;
+  prompt.ask = BatchAnswer;
   prompt.user = this;
 }
 

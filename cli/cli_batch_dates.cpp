@@ -103,7 +103,7 @@ int RunDate(const DateOptions& options) {
   return result.failed > 0 ? CliFailure : CliSuccess;
 }
 
-int RunRestore(const DateOptions& options) {
+int DatesRunRestore(const DateOptions& options) {
   FileList files;
   if (!CliBatchCollect(options.paths, options.recursive, &files)) return CliFailure;
   CliBatchProgress progress;
@@ -140,6 +140,6 @@ void CliBatchDatesRegister(CLI::App& app) {
   CliBatchWritingFlags(command, &restore.dryRun, &restore.progress);
   command->footer("Example: tavexon-cli restore-dates scans/ --recursive");
   command->callback([] {
-    if (const int code = RunRestore(restore)) throw CLI::RuntimeError(code);
+    if (const int code = DatesRunRestore(restore)) throw CLI::RuntimeError(code);
   });
 }

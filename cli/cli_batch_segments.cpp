@@ -109,7 +109,7 @@ int RunBackup(const SegmentOptions& options) {
   return CliSuccess;
 }
 
-int RunRestore(const SegmentOptions& options) {
+int SegmentsRunRestore(const SegmentOptions& options) {
   const std::string& target = options.files.front();
   if (options.from.empty() == options.fromJpeg.empty()) {
     std::fprintf(stderr, "restore: give --from OUT.exf or --from-jpeg OTHER.jpg\n");
@@ -166,6 +166,6 @@ void CliBatchSegmentsRegister(CLI::App& app) {
   command->add_flag("--dry-run", restore.dryRun, "print what would be written, write nothing");
   command->footer("Example: tavexon-cli restore stripped.jpg --from photo.exf");
   command->callback([] {
-    if (const int code = RunRestore(restore)) throw CLI::RuntimeError(code);
+    if (const int code = SegmentsRunRestore(restore)) throw CLI::RuntimeError(code);
   });
 }

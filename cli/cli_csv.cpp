@@ -151,7 +151,7 @@ bool CollectInputs(const CsvExportCliOptions& options, FileList* list) {
   return true;
 }
 
-bool ShowProgress(void* user, const std::string& path, std::size_t index, std::size_t count) {
+bool CsvShowProgress(void* user, const std::string& path, std::size_t index, std::size_t count) {
   if (*static_cast<bool*>(user)) std::fprintf(stderr, "%zu/%zu %s\n", index, count, path.c_str());
   return g_runFlag.load() != 2;
 }
@@ -194,7 +194,7 @@ int RunExport(const CsvExportCliOptions& options) {
   FileList files;
   if (!CollectInputs(options, &files)) return CliFailure;
   bool verbose = options.progress;
-  Progress progress{ShowProgress, &verbose};
+  Progress progress{CsvShowProgress, &verbose};
   Prompt prompt{CsvAsk, nullptr};
   CsvExportOptions exportOptions;
   exportOptions.raw = options.text ? 0 : 1;
@@ -242,7 +242,7 @@ int RunImport(CsvImportCliOptions& options) {
   importOptions.startRow = options.startRow;
   importOptions.dryRun = options.dryRun ? 1 : 0;
   bool verbose = false;
-  Progress progress{ShowProgress, &verbose};
+  Progress progress{CsvShowProgress, &verbose};
   Prompt prompt{CsvAsk, &options};
   CsvImportReport report;
   std::signal(SIGINT, StopOnInterrupt);

@@ -78,7 +78,7 @@ struct EmbedRunReport {
   bool terminal = false;
 };
 
-void ShowProgress(void* user, const std::string& path, uint32_t index, uint32_t count) {
+void EmbedShowProgress(void* user, const std::string& path, uint32_t index, uint32_t count) {
   auto* report = static_cast<EmbedRunReport*>(user);
   report->reached.push_back(path);
   if (report->terminal) std::fprintf(stderr, "\r\033[K%s (%u/%u)", PathFileName(path).c_str(), index, count);
@@ -181,7 +181,7 @@ int RunEmbed(const EmbedOptions& options) {
   EmbedRunReport report;
   report.terminal = isatty(STDERR_FILENO) != 0;
   Prompt prompt{ShowMessage, &report};
-  EmbedProgress progress{ShowProgress, &report, &prompt};
+  EmbedProgress progress{EmbedShowProgress, &report, &prompt};
   ErrorClear();
   const EmbedResult result = EmbedRun(request, &progress);
   const uint32_t written = result.written;

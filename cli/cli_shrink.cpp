@@ -25,7 +25,7 @@ struct ShrinkOptions {
 };
 
 std::atomic<bool> interrupted{false};
-void OnInterrupt(int) { interrupted = true; }
+void ShrinkOnInterrupt(int) { interrupted = true; }
 
 // "WxH" into two numbers; false when it is not that.
 bool ParseBox(const std::string& text, uint32_t* width, uint32_t* height) {
@@ -42,13 +42,13 @@ struct ShrinkRunReport {
   bool progress;
 };
 
-bool Step(void* user, const std::string& path, size_t index, size_t count) {
+bool ShrinkStep(void* user, const std::string& path, size_t index, size_t count) {
   if (static_cast<ShrinkRunReport*>(user)->progress) std::fprintf(stderr, "[%zu/%zu] %s\n", index, count, path.c_str());
   return !interrupted;
 }
 
 // The terminal's answers: overwrite only when asked to; at a file that does not decode, go on.
-PromptAnswer Answer(void* user, const PromptQuestion& question) {
+PromptAnswer ShrinkAnswer(void* user, const PromptQuestion& question) {
   const bool overwrite = *static_cast<bool*>(user);
   std::string text = CliMessage(question.messageId);
   while (!text.empty() && text.front() == '\n') text.erase(text.begin());
@@ -80,11 +80,11 @@ int ShrinkRun(const ShrinkOptions& options) {
   }
   ShrinkSettingsStore(settings);
   interrupted = false;
-  auto previous = std::signal(SIGINT, OnInterrupt);
+  auto previous = std::signal(SIGINT, ShrinkOnInterrupt);
   ShrinkRunReport report{options.progress};
-  Progress progress{Step, &report};
+  Progress progress{ShrinkStep, &report};
   bool overwrite = options.overwrite;
-  Prompt prompt{Answer, &overwrite};
+  Prompt prompt{ShrinkAnswer, &overwrite};
   const ShrinkResult result = ShrinkBatchRun(settings, &progress, &prompt);
   std::signal(SIGINT, previous);
   if (result.messageId) {

@@ -15,6 +15,7 @@
 #include "exif/makernote_handler.h"
 #include "frame/error_stack.h"
 #include "makernote/makernote_install.h"
+#include "tests/support/peers.h"
 #include "tests/support/test_support.h"
 
 namespace makerlisting {
@@ -46,8 +47,7 @@ inline size_t Depth(const std::string& line) {
 // The entries of the first "MakerNotes directory" of `exiftool -v5 file`, in listing order:
 // key 0 its own entries, key T those of a sub-directory listed under its entry of tag T.
 inline std::map<uint16_t, std::vector<Entry>> ExifToolTables(const std::filesystem::path& file) {
-  std::istringstream lines(
-      testsupport::RunCommand("exiftool -v5 " + testsupport::ShellQuote(file.string()) + " 2>/dev/null"));
+  std::istringstream lines(testsupport::ExifToolRun({"-v5", file.string()}));
   std::map<uint16_t, std::vector<Entry>> tables;
   std::vector<Entry>* sub = nullptr;  // the sub-directory being listed
   size_t depth = 0;
@@ -104,8 +104,7 @@ inline std::map<uint16_t, std::vector<Entry>> ExifToolTables(const std::filesyst
 // `exiftool -j -G1 -a -u -n`: "Group:Name" -> the value as the JSON holds it.
 inline std::map<std::string, std::string> ExifToolJson(const std::filesystem::path& file) {
   std::map<std::string, std::string> reading;
-  std::istringstream lines(
-      testsupport::RunCommand("exiftool -j -G1 -a -u -n " + testsupport::ShellQuote(file.string())));
+  std::istringstream lines(testsupport::ExifToolRun({"-j", "-G1", "-a", "-u", "-n", file.string()}));
   for (std::string line; std::getline(lines, line);) {
     const size_t colon = line.find("\": ");
     if (line.size() < 4 || line[2] != '"' || colon == std::string::npos) continue;

@@ -134,8 +134,7 @@ std::map<std::string, std::string> ExifToolReading(const fs::path& file) {
 
 std::set<std::string> ValidationWarnings(const fs::path& file) {
   std::set<std::string> warnings;
-  std::istringstream lines(
-      testsupport::RunCommand("exiftool -validate -warning -a -s " + testsupport::ShellQuote(file.string())));
+  std::istringstream lines(testsupport::ExifToolRun({"-validate", "-warning", "-a", "-s", file.string()}));
   for (std::string line; std::getline(lines, line);)
     if (line.rfind("Validate", 0) != 0) warnings.insert(line);
   return warnings;

@@ -1,5 +1,12 @@
 #include "tests/support/peers.h"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <mutex>
 #include <sstream>
 
 #include "tests/support/test_support.h"
@@ -16,11 +23,98 @@ std::string Trim(const std::string& text) {
   return text.substr(first, text.find_last_not_of(" \r\n") - first + 1);
 }
 
+std::vector<std::string> Words(const std::string& text) {
+  std::istringstream in(text);
+  std::vector<std::string> words;
+  for (std::string word; in >> word;) words.push_back(word);
+  return words;
+}
+
+// One exiftool reading argument lines from a pipe: each command ends with "-executeN" and its
+// output with "{readyN}", N counting up so that no output can end a later command early.
+class ExifToolSession {
+ public:
+  ~ExifToolSession() {
+    if (pid_ <= 0) return;
+    WriteAll("-stay_open\nFalse\n");
+    close(toTool_);
+    close(fromTool_);
+    waitpid(pid_, nullptr, 0);
+  }
+
+  std::string Run(const std::vector<std::string>& arguments) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (pid_ == 0) Start();
+    if (pid_ < 0) return "";
+    const std::string marker = "{ready" + std::to_string(++serial_) + "}\n";
+    std::string command;
+    for (const std::string& argument : arguments) command += argument + "\n";
+    command += "-execute" + std::to_string(serial_) + "\n";
+    std::string output;
+    if (!WriteAll(command)) return Stop(), output;
+    char buffer[65536];
+    while (output.size() < marker.size() || output.compare(output.size() - marker.size(), marker.size(), marker) != 0) {
+      const ssize_t got = read(fromTool_, buffer, sizeof buffer);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) return Stop(), output;  // the tool ended: what it wrote is all there is
+      output.append(buffer, size_t(got));
+    }
+    output.resize(output.size() - marker.size());
+    return output;
+  }
+
+ private:
+  void Start() {
+    signal(SIGPIPE, SIG_IGN);  // a tool that died shows as a failed write, not a killed test
+    int in[2], out[2];
+    if (pipe2(in, O_CLOEXEC) != 0) return void(pid_ = -1);
+    if (pipe2(out, O_CLOEXEC) != 0) return close(in[0]), close(in[1]), void(pid_ = -1);
+    pid_ = fork();
+    if (pid_ == 0) {
+      const int null = open("/dev/null", O_WRONLY);
+      dup2(in[0], 0), dup2(out[1], 1), dup2(null, 2);
+      execlp("exiftool", "exiftool", "-stay_open", "True", "-@", "-", static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(in[0]), close(out[1]);
+    toTool_ = in[1], fromTool_ = out[0];
+    if (pid_ < 0) close(toTool_), close(fromTool_);
+  }
+
+  void Stop() {
+    close(toTool_), close(fromTool_);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+
+  bool WriteAll(const std::string& text) {
+    for (size_t done = 0; done < text.size();) {
+      const ssize_t wrote = write(toTool_, text.data() + done, text.size() - done);
+      if (wrote < 0 && errno == EINTR) continue;
+      if (wrote <= 0) return false;
+      done += size_t(wrote);
+    }
+    return true;
+  }
+
+  std::mutex mutex_;
+  pid_t pid_ = 0;  // 0 not started, -1 gone
+  int toTool_ = -1, fromTool_ = -1;
+  unsigned serial_ = 0;
+};
+
 }  // namespace
 
+std::string ExifToolRun(const std::vector<std::string>& arguments) {
+  static ExifToolSession session;
+  return session.Run(arguments);
+}
+
 std::map<std::string, std::string> ExifToolArgs(const fs::path& file, const std::string& options) {
-  std::istringstream lines(RunCommand("exiftool -args -G1 -a -u -n " + options + " " + ShellQuote(file.string()) +
-                                      " 2>/dev/null"));
+  std::vector<std::string> arguments{"-args", "-G1", "-a", "-u", "-n"};
+  for (std::string& word : Words(options)) arguments.push_back(std::move(word));
+  arguments.push_back(file.string());
+  std::istringstream lines(ExifToolRun(arguments));
   std::map<std::string, std::string> tags;
   for (std::string line; std::getline(lines, line);) {
     const size_t equals = line.find('=');
@@ -31,8 +125,10 @@ std::map<std::string, std::string> ExifToolArgs(const fs::path& file, const std:
 }
 
 std::map<std::string, std::string> ExifToolNames(const fs::path& file, const std::string& options) {
-  std::istringstream lines(
-      RunCommand("exiftool -a -n -S " + options + " " + ShellQuote(file.string()) + " 2>/dev/null"));
+  std::vector<std::string> arguments{"-a", "-n", "-S"};
+  for (std::string& word : Words(options)) arguments.push_back(std::move(word));
+  arguments.push_back(file.string());
+  std::istringstream lines(ExifToolRun(arguments));
   std::map<std::string, std::string> tags;
   for (std::string line; std::getline(lines, line);) {
     const size_t colon = line.find(": ");
@@ -42,15 +138,15 @@ std::map<std::string, std::string> ExifToolNames(const fs::path& file, const std
 }
 
 std::string ExifToolBinary(const fs::path& file, const std::string& tag) {
-  return RunCommand("exiftool -b -" + tag + " " + ShellQuote(file.string()) + " 2>/dev/null");
+  return ExifToolRun({"-b", "-" + tag, file.string()});
 }
 
 std::map<std::string, std::vector<std::string>> ExifToolTable(const std::vector<std::string>& tags,
                                                               const std::vector<fs::path>& files) {
-  std::string command = "exiftool -T -n -q -q";
-  for (const std::string& tag : tags) command += " -" + tag;
-  for (const fs::path& file : files) command += " " + ShellQuote(file.string());
-  std::istringstream lines(RunCommand(command + " 2>/dev/null"));
+  std::vector<std::string> arguments{"-T", "-n", "-q", "-q"};
+  for (const std::string& tag : tags) arguments.push_back("-" + tag);
+  for (const fs::path& file : files) arguments.push_back(file.string());
+  std::istringstream lines(ExifToolRun(arguments));
   std::map<std::string, std::vector<std::string>> rows;
   for (std::string line; std::getline(lines, line);) {
     std::vector<std::string> fields;

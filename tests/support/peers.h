@@ -1,5 +1,5 @@
-// The independent readers (exiftool, exiv2) as tests call them: each runs once per call and
-// its output is parsed into plain maps and rows.
+// The independent readers (exiftool, exiv2) as tests call them; their output is parsed into
+// plain maps and rows.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,11 @@
 #include <vector>
 
 namespace testsupport {
+
+// `exiftool ARGUMENTS...` (one argument each, no shell): its standard output. One exiftool stays
+// open for the whole test program (-stay_open), so a reading costs what a fresh run costs
+// without starting Perl and loading its modules again. Standard error is dropped.
+std::string ExifToolRun(const std::vector<std::string>& arguments);
 
 // `exiftool -args -G1 -a -u -n [options] file`: "Group:Name" -> value.
 std::map<std::string, std::string> ExifToolArgs(const std::filesystem::path& file, const std::string& options = "");
