@@ -271,9 +271,9 @@ TEST(NikonCreated, NoteFromNothingReadsInExifToolAsNikon) {
   ASSERT_EQ(ExifSaveFile(copy.string(), saved.string(), document.get(), nullptr, SaveMode::Tables), SaveWritten)
       << "error " << ErrorPeek();
 
-  auto tags = testsupport::ExifToolNames(saved, "-MakerNotes:all");
-  for (const auto& [name, text] : {std::pair{"MakerNoteVersion", "0210"}, {"ISO", "0 400"},
-                                   {"Lens", "35 105 3.5 4.5"}, {"FlashSetting", "RED-EYE SLOW"}})
+  auto tags = testsupport::ExifToolArgs(saved, "-MakerNotes:all");
+  for (const auto& [name, text] : {std::pair{"Nikon:MakerNoteVersion", "0210"}, {"Nikon:ISO", "0 400"},
+                                   {"Nikon:Lens", "35 105 3.5 4.5"}, {"Nikon:FlashSetting", "RED-EYE SLOW"}})
     EXPECT_EQ(tags[name], text) << name;
   EXPECT_EQ(testsupport::ExifToolBinary(saved, "PreviewImage"), std::string(preview.begin(), preview.end()));
 }

@@ -5,7 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <iterator>
 #include <mutex>
 #include <sstream>
 
@@ -23,82 +23,56 @@ std::string Trim(const std::string& text) {
   return text.substr(first, text.find_last_not_of(" \r\n") - first + 1);
 }
 
-std::vector<std::string> Words(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<std::string> words;
-  for (std::string word; in >> word;) words.push_back(word);
-  return words;
-}
-
-// One exiftool reading argument lines from a pipe: each command ends with "-executeN" and its
-// output with "{readyN}", N counting up so that no output can end a later command early.
+// One exiftool reading argument lines from a pipe. Command N ends with "-executeN" and its
+// output with "{readyN}", so no output can end a later command early. A tool that is missing
+// or has died gives empty readings, as a run of the missing program would.
 class ExifToolSession {
  public:
   ~ExifToolSession() {
-    if (pid_ <= 0) return;
-    WriteAll("-stay_open\nFalse\n");
-    close(toTool_);
-    close(fromTool_);
-    waitpid(pid_, nullptr, 0);
+    if (pid_ > 0 && Write("-stay_open\nFalse\n")) waitpid(pid_, nullptr, 0);
   }
 
   std::string Run(const std::vector<std::string>& arguments) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (pid_ == 0) Start();
-    if (pid_ < 0) return "";
     const std::string marker = "{ready" + std::to_string(++serial_) + "}\n";
-    std::string command;
+    std::string command, output;
     for (const std::string& argument : arguments) command += argument + "\n";
-    command += "-execute" + std::to_string(serial_) + "\n";
-    std::string output;
-    if (!WriteAll(command)) return Stop(), output;
+    if (pid_ < 0 || !Write(command + "-execute" + std::to_string(serial_) + "\n")) return "";
     char buffer[65536];
-    while (output.size() < marker.size() || output.compare(output.size() - marker.size(), marker.size(), marker) != 0) {
+    while (!output.ends_with(marker)) {
       const ssize_t got = read(fromTool_, buffer, sizeof buffer);
-      if (got < 0 && errno == EINTR) continue;
-      if (got <= 0) return Stop(), output;  // the tool ended: what it wrote is all there is
+      if (got <= 0) return pid_ = -1, output;
       output.append(buffer, size_t(got));
     }
-    output.resize(output.size() - marker.size());
-    return output;
+    return output.substr(0, output.size() - marker.size());
   }
 
  private:
   void Start() {
-    signal(SIGPIPE, SIG_IGN);  // a tool that died shows as a failed write, not a killed test
+    signal(SIGPIPE, SIG_IGN);  // a dead tool shows as a failed write, not a killed test
     int in[2], out[2];
-    if (pipe2(in, O_CLOEXEC) != 0) return void(pid_ = -1);
-    if (pipe2(out, O_CLOEXEC) != 0) return close(in[0]), close(in[1]), void(pid_ = -1);
-    pid_ = fork();
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || (pid_ = fork()) < 0) return void(pid_ = -1);
     if (pid_ == 0) {
-      const int null = open("/dev/null", O_WRONLY);
-      dup2(in[0], 0), dup2(out[1], 1), dup2(null, 2);
+      dup2(in[0], 0), dup2(out[1], 1), dup2(open("/dev/null", O_WRONLY), 2);
       execlp("exiftool", "exiftool", "-stay_open", "True", "-@", "-", static_cast<char*>(nullptr));
       _exit(127);
     }
     close(in[0]), close(out[1]);
     toTool_ = in[1], fromTool_ = out[0];
-    if (pid_ < 0) close(toTool_), close(fromTool_);
   }
 
-  void Stop() {
-    close(toTool_), close(fromTool_);
-    waitpid(pid_, nullptr, 0);
-    pid_ = -1;
-  }
-
-  bool WriteAll(const std::string& text) {
+  bool Write(const std::string& text) {
     for (size_t done = 0; done < text.size();) {
       const ssize_t wrote = write(toTool_, text.data() + done, text.size() - done);
-      if (wrote < 0 && errno == EINTR) continue;
-      if (wrote <= 0) return false;
+      if (wrote <= 0) return pid_ = -1, false;
       done += size_t(wrote);
     }
     return true;
   }
 
   std::mutex mutex_;
-  pid_t pid_ = 0;  // 0 not started, -1 gone
+  pid_t pid_ = 0;  // 0 before the first reading, -1 when there is no tool
   int toTool_ = -1, fromTool_ = -1;
   unsigned serial_ = 0;
 };
@@ -111,8 +85,9 @@ std::string ExifToolRun(const std::vector<std::string>& arguments) {
 }
 
 std::map<std::string, std::string> ExifToolArgs(const fs::path& file, const std::string& options) {
+  std::istringstream words(options);
   std::vector<std::string> arguments{"-args", "-G1", "-a", "-u", "-n"};
-  for (std::string& word : Words(options)) arguments.push_back(std::move(word));
+  arguments.insert(arguments.end(), std::istream_iterator<std::string>(words), {});
   arguments.push_back(file.string());
   std::istringstream lines(ExifToolRun(arguments));
   std::map<std::string, std::string> tags;
@@ -120,19 +95,6 @@ std::map<std::string, std::string> ExifToolArgs(const fs::path& file, const std:
     const size_t equals = line.find('=');
     if (line.size() > 1 && line[0] == '-' && equals != std::string::npos)
       tags[line.substr(1, equals - 1)] = line.substr(equals + 1);
-  }
-  return tags;
-}
-
-std::map<std::string, std::string> ExifToolNames(const fs::path& file, const std::string& options) {
-  std::vector<std::string> arguments{"-a", "-n", "-S"};
-  for (std::string& word : Words(options)) arguments.push_back(std::move(word));
-  arguments.push_back(file.string());
-  std::istringstream lines(ExifToolRun(arguments));
-  std::map<std::string, std::string> tags;
-  for (std::string line; std::getline(lines, line);) {
-    const size_t colon = line.find(": ");
-    if (colon != std::string::npos) tags.emplace(line.substr(0, colon), line.substr(colon + 2));
   }
   return tags;
 }

@@ -18,10 +18,6 @@ std::string ExifToolRun(const std::vector<std::string>& arguments);
 // `exiftool -args -G1 -a -u -n [options] file`: "Group:Name" -> value.
 std::map<std::string, std::string> ExifToolArgs(const std::filesystem::path& file, const std::string& options = "");
 
-// `exiftool -a -n -S [options] file`: "Name" -> value ("0x0002 ISO" with -H). The first reading
-// of a name wins: a main table comes before the sub-tables that reuse its names.
-std::map<std::string, std::string> ExifToolNames(const std::filesystem::path& file, const std::string& options);
-
 // `exiftool -b -Tag file`: the tag's bytes (a preview, a thumbnail), empty when absent.
 std::string ExifToolBinary(const std::filesystem::path& file, const std::string& tag);
 
